@@ -1,0 +1,64 @@
+#pragma once
+// A picture area of a window: shows a persistent surface that bit-block transfers write
+// through its device context, works in pixels, and reports mouse presses in those pixels.
+
+#include "gdi.h"
+
+#include <QCursor>
+#include <QImage>
+#include <QWidget>
+
+class PictureBox : public QWidget {
+    Q_OBJECT
+  public:
+    explicit PictureBox(QWidget* parent = nullptr);
+    ~PictureBox() override;
+
+    // Single-line three-dimensional border of 2 pixels on each side, or none.
+    void setBorder3D(bool on);
+    int borderWidth() const;
+    // Sizes itself to its picture.
+    void setAutoSize(bool on);
+
+    // The picture: shown, and copied into the surface; an auto-sized area takes its size.
+    void setPicture(const QImage& picture);
+
+    // A device context over the surface, for BitBlt; valid while the area lives.
+    gdi::HDC hDC();
+    // Inside size in pixels.
+    double ScaleWidth() const;
+    double ScaleHeight() const;
+
+    // 0 default arrow, 12 no-drop, 99 the area's own icon.
+    void setMousePointer(int code);
+    int mousePointer() const { return pointer_; }
+    void setMouseIcon(const QCursor& icon);
+
+    const QImage& surface() const { return surface_; }
+
+  signals:
+    // Button (1 left, 2 right, 4 middle), shift state, and the point in pixels of the area.
+    void MouseDown(int button, int shift, double x, double y);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+
+  private:
+    void applyCursor();
+    void resizeSurface(int w, int h);
+
+    QImage surface_;
+    gdi::HDC dc_ = 0;
+    bool border3D_ = false;
+    bool autoSize_ = false;
+    int pointer_ = 0;
+    QCursor icon_;
+    bool hasIcon_ = false;
+};
+
+// Reads a bitmap or icon file as a picture; a missing or unreadable file is a run-time error.
+QImage LoadPicture(const QString& fileName);
+// Reads an icon file as a mouse pointer whose hot spot is the icon's centre; a missing or
+// unreadable file is a run-time error.
+QCursor LoadCursorIcon(const QString& fileName);
