@@ -1,0 +1,70 @@
+#pragma once
+// The high-score window. Its one instance also owns the score table for the whole run, so
+// hiding or closing the window never loses a score.
+
+#include <QByteArray>
+#include <QDialog>
+#include <array>
+
+class QLabel;
+class QMenu;
+class QMenuBar;
+class QPushButton;
+class QAction;
+
+// One line of the table. Name holds the bytes stored in scores.dat: Windows-1252, the
+// single-byte code page of the table (see CodePage.h for the conversion of typed text).
+struct ScoreEntry {
+    QByteArray Name;
+    qint32 Points = 0;
+
+    friend bool operator==(const ScoreEntry&, const ScoreEntry&) = default;
+};
+
+class frmHiScores : public QDialog {
+    Q_OBJECT
+  public:
+    // Made on first use and kept until the program ends; never deleted.
+    static frmHiScores& instance();
+
+    // Positions 0 to 9 are the table, best first; position 10 is a spare slot that is kept
+    // in the file and sorted along, but never shown, reset or checksummed.
+    std::array<ScoreEntry, 11> HiScores;
+
+    void LoadScores();
+    void SaveScores();
+    void sort();
+    // Offers a score to the table; a qualifying one asks for the player's name, then the
+    // table is sorted and saved. Does not refresh the labels.
+    void NewHighScore(const qint32& NewScore);
+    // Ten "No One" entries, saved after each, then shown.
+    void mnuReset_Click();
+    void displayScores();
+    qint32 ScoreChecksum() const;
+
+    // Where the table lives: the program's directory and "scores.dat".
+    static QString ScoresPath();
+
+    // The controls, as laid out; public so that callers and tests can see what is shown.
+    std::array<QLabel*, 10> lblName{};
+    std::array<QLabel*, 10> lblScore{};
+    QPushButton* cmdClose = nullptr;
+    QLabel* Bird1 = nullptr;
+    QMenuBar* menuBar = nullptr;
+    QMenu* mnuScores = nullptr;
+    QAction* mnuReset = nullptr;
+    QAction* mnuExit = nullptr;
+
+    void cmdClose_Click();
+    void mnuExit_Click();
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void reject() override;
+
+  private:
+    frmHiScores();
+    void Form_Load();
+    void Form_GotFocus();
+};
