@@ -34,8 +34,8 @@ std::int32_t DeleteObject(HGDIOBJ object);
 std::int32_t DeleteDC(HDC dc);
 // Copies w x h pixels, clipped to both surfaces; does nothing (and returns 0) when either
 // device context is 0 or unknown.
-std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h, HDC src,
-                    std::int32_t sx, std::int32_t sy, std::uint32_t rop);
+std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
+                    HDC src, std::int32_t sx, std::int32_t sy, std::uint32_t rop);
 
 // A device context over a surface that someone else owns (a picture area of a window).
 // `changed` runs after every transfer that writes into the surface.
@@ -50,8 +50,8 @@ QImage* SurfaceOf(HDC dc);
 
 // Counts of calls, so tests can see how often the platform was asked.
 struct CallCounts {
-    int createCompatibleDC = 0, loadImage = 0, selectObject = 0, deleteObject = 0,
-        deleteDC = 0, bitBlt = 0;
+    int createCompatibleDC = 0, loadImage = 0, selectObject = 0, deleteObject = 0, deleteDC = 0,
+        bitBlt = 0;
 };
 CallCounts& Calls();
 

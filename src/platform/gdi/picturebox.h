@@ -25,9 +25,9 @@ class PictureBox : public QWidget {
 
     // A device context over the surface, for BitBlt; valid while the area lives.
     gdi::HDC hDC();
-    // Inside size in pixels.
-    double ScaleWidth() const;
-    double ScaleHeight() const;
+    // Inside size in the area's scale: pixels here; an area with another scale overrides them.
+    virtual double ScaleWidth() const;
+    virtual double ScaleHeight() const;
 
     // 0 default arrow, 12 no-drop, 99 the area's own icon.
     void setMousePointer(int code);
@@ -43,10 +43,12 @@ class PictureBox : public QWidget {
   protected:
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
   private:
     void applyCursor();
     void resizeSurface(int w, int h);
+    void fitToSurface();
 
     QImage surface_;
     gdi::HDC dc_ = 0;

@@ -1,0 +1,207 @@
+#include "gdi.h"
+
+#include <QFile>
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+namespace gdi {
+namespace {
+
+struct DeviceContext {
+    // A memory context shares the bitmap selected into it, so deleting the bitmap's handle
+    // leaves the picture usable here until the context itself goes.
+    std::shared_ptr<QImage> selected;
+    HGDIOBJ selectedHandle = 0;
+    QImage* external = nullptr;
+    std::function<void()> changed;
+
+    QImage* surface() const { return external ? external : selected.get(); }
+};
+
+struct Table {
+    std::unordered_map<std::int32_t, DeviceContext> dcs;
+    std::unordered_map<std::int32_t, std::shared_ptr<QImage>> bitmaps;
+    std::int32_t next = 1;
+
+    std::int32_t allocate() {
+        for (;;) {
+            const std::int32_t h = next;
+            next = next == std::numeric_limits<std::int32_t>::max() ? 1 : next + 1;
+            if (!dcs.contains(h) && !bitmaps.contains(h)) return h;
+        }
+    }
+};
+
+Table& table() {
+    static Table t;
+    return t;
+}
+
+constexpr std::uint32_t Opaque = 0xFF000000u;
+
+void copyRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
+    std::memcpy(d, s, static_cast<std::size_t>(n) * 4);
+}
+void andRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
+    for (int i = 0; i < n; ++i)
+        d[i] = (d[i] & s[i]) | Opaque;
+}
+void orRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
+    for (int i = 0; i < n; ++i)
+        d[i] = d[i] | s[i] | Opaque;
+}
+
+using RowOp = void (*)(std::uint32_t* __restrict, const std::uint32_t* __restrict, int);
+
+RowOp rowOpFor(std::uint32_t rop) {
+    switch (rop) {
+    case SRCCOPY:
+        return copyRow;
+    case SRCAND:
+        return andRow;
+    case SRCPAINT:
+        return orRow;
+    default:
+        return nullptr;
+    }
+}
+
+// Clips one axis of a transfer to both surfaces; false when nothing is left.
+bool clipAxis(std::int64_t& d, std::int64_t& s, std::int64_t& len, std::int64_t dLimit,
+              std::int64_t sLimit) {
+    if (d < 0) {
+        s -= d;
+        len += d;
+        d = 0;
+    }
+    if (s < 0) {
+        d -= s;
+        len += s;
+        s = 0;
+    }
+    len = std::min({len, dLimit - d, sLimit - s});
+    return len > 0;
+}
+
+} // namespace
+
+HDC CreateCompatibleDC(HDC) {
+    ++Calls().createCompatibleDC;
+    Table& t = table();
+    const HDC h = t.allocate();
+    t.dcs.emplace(h, DeviceContext{});
+    return h;
+}
+
+HBITMAP LoadImageA(std::int32_t instance, const std::string& fileName, std::uint32_t type,
+                   std::int32_t cx, std::int32_t cy, std::uint32_t flags) {
+    ++Calls().loadImage;
+    if (instance != 0 || type != IMAGE_BITMAP || !(flags & LR_LOADFROMFILE)) return 0;
+    QImage image = ReadBitmapFile(QFile::decodeName(QByteArray::fromStdString(fileName)));
+    if (image.isNull()) return 0;
+    const int w = cx > 0 ? cx : image.width();
+    const int h = cy > 0 ? cy : image.height();
+    if (w != image.width() || h != image.height())
+        image = image.scaled(w, h, Qt::IgnoreAspectRatio, Qt::FastTransformation)
+                    .convertToFormat(QImage::Format_RGB32);
+    if (image.isNull()) return 0;
+    Table& t = table();
+    const HBITMAP handle = t.allocate();
+    t.bitmaps.emplace(handle, std::make_shared<QImage>(std::move(image)));
+    return handle;
+}
+
+HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
+    ++Calls().selectObject;
+    Table& t = table();
+    const auto d = t.dcs.find(dc);
+    const auto b = t.bitmaps.find(object);
+    if (d == t.dcs.end() || b == t.bitmaps.end() || d->second.external) return 0;
+    const HGDIOBJ previous = d->second.selectedHandle;
+    d->second.selected = b->second;
+    d->second.selectedHandle = object;
+    return previous;
+}
+
+std::int32_t DeleteObject(HGDIOBJ object) {
+    ++Calls().deleteObject;
+    return table().bitmaps.erase(object) ? 1 : 0;
+}
+
+std::int32_t DeleteDC(HDC dc) {
+    ++Calls().deleteDC;
+    return table().dcs.erase(dc) ? 1 : 0;
+}
+
+std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
+                    HDC src, std::int32_t sx, std::int32_t sy, std::uint32_t rop) {
+    ++Calls().bitBlt;
+    Table& t = table();
+    const auto d = t.dcs.find(dst);
+    const auto s = t.dcs.find(src);
+    if (d == t.dcs.end() || s == t.dcs.end()) return 0;
+    QImage* di = d->second.surface();
+    QImage* si = s->second.surface();
+    const RowOp op = rowOpFor(rop);
+    if (!di || !si || !op || di->depth() != 32 || si->depth() != 32) return 0;
+
+    std::int64_t X = x, Y = y, W = w, H = h, SX = sx, SY = sy;
+    if (!clipAxis(X, SX, W, di->width(), si->width()) ||
+        !clipAxis(Y, SY, H, di->height(), si->height()))
+        return 1;
+
+    // Writable bits first: that detaches the destination should it share data with the source.
+    uchar* dBits = di->bits();
+    const uchar* sBits = si->constBits();
+    const qsizetype dStride = di->bytesPerLine();
+    qsizetype sStride = si->bytesPerLine();
+    const int n = static_cast<int>(W);
+
+    std::vector<std::uint32_t> staged;
+    if (di == si && X < SX + W && SX < X + W && Y < SY + H && SY < Y + H) {
+        // Overlapping parts of one surface: read the source before anything is written.
+        staged.resize(static_cast<std::size_t>(W * H));
+        for (std::int64_t r = 0; r < H; ++r)
+            std::memcpy(staged.data() + r * W, sBits + (SY + r) * sStride + SX * 4,
+                        static_cast<std::size_t>(W) * 4);
+        sBits = reinterpret_cast<const uchar*>(staged.data());
+        sStride = static_cast<qsizetype>(W * 4);
+        SX = SY = 0;
+    }
+
+    for (std::int64_t r = 0; r < H; ++r) {
+        auto* dRow = reinterpret_cast<std::uint32_t*>(dBits + (Y + r) * dStride) + X;
+        const auto* sRow = reinterpret_cast<const std::uint32_t*>(sBits + (SY + r) * sStride) + SX;
+        op(dRow, sRow, n);
+    }
+    if (d->second.changed) d->second.changed();
+    return 1;
+}
+
+HDC CreateSurfaceDC(QImage* surface, std::function<void()> changed) {
+    if (!surface) return 0;
+    Table& t = table();
+    const HDC h = t.allocate();
+    DeviceContext dc;
+    dc.external = surface;
+    dc.changed = std::move(changed);
+    t.dcs.emplace(h, std::move(dc));
+    return h;
+}
+
+QImage* SurfaceOf(HDC dc) {
+    Table& t = table();
+    const auto d = t.dcs.find(dc);
+    return d == t.dcs.end() ? nullptr : d->second.surface();
+}
+
+CallCounts& Calls() {
+    static CallCounts counts;
+    return counts;
+}
+
+} // namespace gdi

@@ -1,0 +1,243 @@
+#include "picturebox.h"
+
+#include "runtime.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QImageReader>
+#include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
+#include <QPixmap>
+
+namespace {
+
+constexpr int Border3D = 2;
+
+QRgb backColor(const QWidget& w) {
+    return w.palette().color(QPalette::Window).rgb() | 0xFF000000u;
+}
+
+int buttonCode(Qt::MouseButton b) {
+    switch (b) {
+    case Qt::LeftButton:
+        return 1;
+    case Qt::RightButton:
+        return 2;
+    case Qt::MiddleButton:
+        return 4;
+    default:
+        return 0;
+    }
+}
+
+int shiftCode(Qt::KeyboardModifiers m) {
+    return (m & Qt::ShiftModifier ? 1 : 0) | (m & Qt::ControlModifier ? 2 : 0) |
+           (m & Qt::AltModifier ? 4 : 0);
+}
+
+bool startsLikeIcon(const QString& fileName) {
+    QFile f(fileName);
+    if (!f.open(QIODevice::ReadOnly)) return false;
+    const QByteArray head = f.read(4);
+    return head.size() == 4 && head[0] == 0 && head[1] == 0 && (head[2] == 1 || head[2] == 2) &&
+           head[3] == 0;
+}
+
+// The 32 x 32 image of a multi-image icon when it has one, else its largest.
+QImage readIcon(const QString& fileName) {
+    QImageReader reader(fileName, "ico");
+    QImage best;
+    for (int i = 0; i < 64 && reader.canRead(); ++i) {
+        const QImage image = reader.read();
+        if (image.isNull()) break;
+        if (image.size() == QSize(32, 32)) return image;
+        if (image.width() * image.height() > best.width() * best.height()) best = image;
+    }
+    return best;
+}
+
+void requireFile(const QString& fileName) {
+    if (!QFileInfo(fileName).isFile())
+        throw runtime::RuntimeError(runtime::ErrFileNotFound, QStringLiteral("File not found"));
+}
+
+[[noreturn]] void invalidPicture() {
+    throw runtime::RuntimeError(runtime::ErrInvalidPicture, QStringLiteral("Invalid picture"));
+}
+
+} // namespace
+
+PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
+    dc_ = gdi::CreateSurfaceDC(&surface_, [this] { update(); });
+    resizeSurface(width(), height());
+}
+
+PictureBox::~PictureBox() {
+    gdi::DeleteDC(dc_);
+}
+
+void PictureBox::setBorder3D(bool on) {
+    border3D_ = on;
+    if (autoSize_)
+        fitToSurface();
+    else
+        resizeSurface(width() - 2 * borderWidth(), height() - 2 * borderWidth());
+    update();
+}
+
+int PictureBox::borderWidth() const {
+    return border3D_ ? Border3D : 0;
+}
+
+void PictureBox::setAutoSize(bool on) {
+    autoSize_ = on;
+    if (on) {
+        fitToSurface();
+    } else {
+        setMinimumSize(0, 0);
+        setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+    }
+}
+
+void PictureBox::setPicture(const QImage& picture) {
+    if (autoSize_ && !picture.hasAlphaChannel()) {
+        // Assigning keeps the QImage object that the device context points at.
+        surface_ = picture.convertToFormat(QImage::Format_RGB32);
+    } else {
+        if (autoSize_) {
+            surface_ = QImage(picture.size(), QImage::Format_RGB32);
+            surface_.fill(backColor(*this));
+        }
+        QPainter p(&surface_);
+        p.drawImage(0, 0, picture);
+    }
+    if (autoSize_) fitToSurface();
+    update();
+}
+
+gdi::HDC PictureBox::hDC() {
+    return dc_;
+}
+
+double PictureBox::ScaleWidth() const {
+    return std::max(0, width() - 2 * borderWidth());
+}
+double PictureBox::ScaleHeight() const {
+    return std::max(0, height() - 2 * borderWidth());
+}
+
+void PictureBox::setMousePointer(int code) {
+    pointer_ = code;
+    applyCursor();
+}
+
+void PictureBox::setMouseIcon(const QCursor& icon) {
+    icon_ = icon;
+    hasIcon_ = true;
+    applyCursor();
+}
+
+void PictureBox::applyCursor() {
+    switch (pointer_) {
+    case 2:
+        setCursor(Qt::CrossCursor);
+        break;
+    case 3:
+        setCursor(Qt::IBeamCursor);
+        break;
+    case 11:
+        setCursor(Qt::WaitCursor);
+        break;
+    case 12:
+        setCursor(Qt::ForbiddenCursor);
+        break;
+    case 99:
+        if (hasIcon_)
+            setCursor(icon_);
+        else
+            unsetCursor();
+        break;
+    default:
+        unsetCursor();
+    }
+}
+
+void PictureBox::paintEvent(QPaintEvent* event) {
+    QPainter p(this);
+    // Pixels stay sharp on scaled screens: nearest neighbour, never smoothed.
+    p.setRenderHint(QPainter::SmoothPixmapTransform, false);
+    const int b = borderWidth();
+    if (b) {
+        const int w = width(), h = height();
+        p.setPen(QColor(160, 160, 160));
+        p.drawLine(0, 0, w - 2, 0);
+        p.drawLine(0, 0, 0, h - 2);
+        p.setPen(QColor(105, 105, 105));
+        p.drawLine(1, 1, w - 3, 1);
+        p.drawLine(1, 1, 1, h - 3);
+        p.setPen(Qt::white);
+        p.drawLine(0, h - 1, w - 1, h - 1);
+        p.drawLine(w - 1, 0, w - 1, h - 1);
+        p.setPen(QColor(227, 227, 227));
+        p.drawLine(1, h - 2, w - 2, h - 2);
+        p.drawLine(w - 2, 1, w - 2, h - 2);
+    }
+    const QRect inner(b, b, surface_.width(), surface_.height());
+    const QRect exposed = event->rect() & inner;
+    if (!exposed.isEmpty()) p.drawImage(exposed, surface_, exposed.translated(-b, -b));
+}
+
+void PictureBox::mousePressEvent(QMouseEvent* event) {
+    const int button = buttonCode(event->button());
+    const QPointF at = event->position() - QPointF(borderWidth(), borderWidth());
+    // The border is not part of the area: presses on it report nothing.
+    if (!button || at.x() < 0 || at.y() < 0 || at.x() >= ScaleWidth() || at.y() >= ScaleHeight())
+        return;
+    emit MouseDown(button, shiftCode(event->modifiers()), at.x(), at.y());
+}
+
+void PictureBox::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    if (!autoSize_) resizeSurface(width() - 2 * borderWidth(), height() - 2 * borderWidth());
+}
+
+void PictureBox::resizeSurface(int w, int h) {
+    w = std::max(0, w);
+    h = std::max(0, h);
+    if (surface_.width() == w && surface_.height() == h && !surface_.isNull()) return;
+    QImage next(w, h, QImage::Format_RGB32);
+    next.fill(backColor(*this));
+    if (!surface_.isNull()) {
+        QPainter p(&next);
+        p.drawImage(0, 0, surface_);
+    }
+    surface_ = next;
+}
+
+void PictureBox::fitToSurface() {
+    setFixedSize(surface_.width() + 2 * borderWidth(), surface_.height() + 2 * borderWidth());
+}
+
+QImage LoadPicture(const QString& fileName) {
+    requireFile(fileName);
+    if (startsLikeIcon(fileName)) {
+        QImage icon = readIcon(fileName);
+        if (icon.isNull()) invalidPicture();
+        return icon;
+    }
+    QImage image = gdi::ReadBitmapFile(fileName);
+    if (image.isNull()) {
+        QImageReader other(fileName);
+        if (other.format() != "bmp") image = other.read();
+    }
+    if (image.isNull()) invalidPicture();
+    return image;
+}
+
+QCursor LoadCursorIcon(const QString& fileName) {
+    requireFile(fileName);
+    const QImage icon = readIcon(fileName);
+    if (icon.isNull()) invalidPicture();
+    return QCursor(QPixmap::fromImage(icon), icon.width() / 2, icon.height() / 2);
+}
