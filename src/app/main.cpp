@@ -1,0 +1,23 @@
+#include "frmBirds_Main.h"
+#include "runtime.h"
+
+#include <QApplication>
+#include <memory>
+
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
+    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
+                                            .arg(runtime::App.Major)
+                                            .arg(runtime::App.Minor)
+                                            .arg(runtime::App.Revision));
+    // The window lives until the program ends; it is never closed, only left through End.
+    std::unique_ptr<frmBirds_Main> window;
+    runtime::Guard([&] {
+        window = std::make_unique<frmBirds_Main>();
+        window->show();
+    });
+    int result = 0;
+    runtime::Guard([&] { result = QApplication::exec(); });
+    return result;
+}
