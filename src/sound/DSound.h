@@ -36,8 +36,7 @@ void InitDirectSound(const runtime::Long& hWnd);
 runtime::Integer LoadSoundBuffer(const QString& name, const Boolean& fromFile,
                                  const Boolean& fromResource, const Boolean& notify,
                                  const Boolean& ctrlFrequency, const Boolean& ctrlPan,
-                                 const Boolean& ctrlVolume, const Boolean& looping,
-                                 QObject* owner);
+                                 const Boolean& ctrlVolume, const Boolean& looping, QObject* owner);
 void PlaySoundBuffer(const runtime::Integer& index);
 void StopSoundBuffer(const runtime::Integer& index);
 void ReleaseSoundBuffer(const runtime::Integer& index);

@@ -3,6 +3,8 @@
 
 #include "Sound.h"
 
+#include <QObject>
+
 namespace modSound {
 
 inline runtime::Boolean SoundOn = runtime::False;
