@@ -20,6 +20,7 @@ class frmExit : public QDialog {
     void cmdStay_Click();
 
   protected:
+    void showEvent(QShowEvent* event) override;
     void reject() override;
 
   private:

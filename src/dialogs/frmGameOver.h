@@ -23,6 +23,7 @@ class frmGameOver : public QDialog {
     void cmdClose_Click();
 
   protected:
+    void showEvent(QShowEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
 
   private:

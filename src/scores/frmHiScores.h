@@ -2,7 +2,8 @@
 // The high-score window. Its one instance also owns the score table for the whole run, so
 // hiding or closing the window never loses a score.
 
-#include <QByteArray>
+#include "ScoreEntry.h"
+
 #include <QDialog>
 #include <array>
 
@@ -12,15 +13,6 @@ class QMenuBar;
 class QPushButton;
 class QAction;
 
-// One line of the table. Name holds the bytes stored in scores.dat: Windows-1252, the
-// single-byte code page of the table (see CodePage.h for the conversion of typed text).
-struct ScoreEntry {
-    QByteArray Name;
-    qint32 Points = 0;
-
-    friend bool operator==(const ScoreEntry&, const ScoreEntry&) = default;
-};
-
 class frmHiScores : public QDialog {
     Q_OBJECT
   public:
@@ -29,7 +21,7 @@ class frmHiScores : public QDialog {
 
     // Positions 0 to 9 are the table, best first; position 10 is a spare slot that is kept
     // in the file and sorted along, but never shown, reset or checksummed.
-    std::array<ScoreEntry, 11> HiScores;
+    ScoreTable HiScores;
 
     void LoadScores();
     void SaveScores();
