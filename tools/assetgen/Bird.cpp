@@ -11,57 +11,68 @@ namespace {
 const QColor Outline(0x24, 0x04, 0x08);
 const QColor BodyLight(0xe8, 0x3a, 0x30);
 const QColor BodyDark(0x8a, 0x10, 0x18);
-const QColor WingLight(0xb0, 0x1c, 0x24);
-const QColor WingDark(0x5e, 0x08, 0x10);
+const QColor WingLight(0xa8, 0x16, 0x22);
+const QColor WingDark(0x46, 0x08, 0x16);
 const QColor Belly(0xf2, 0x8a, 0x4a);
 const QColor Beak(0xff, 0xbb, 0x22);
 
-// Wing outline as (along the body towards the tail, fraction of the span); the trailing edge
-// is notched into flight feathers.
-constexpr double WingShape[][2] = {
-    {-14, 0.0}, {-15, 0.35}, {-9, 0.70}, {-1, 0.93}, {6, 1.00},  {12, 0.94}, {10, 0.84}, {18, 0.85},
-    {14, 0.73}, {23, 0.72},  {18, 0.60}, {27, 0.57}, {21, 0.45}, {29, 0.40}, {24, 0.22}, {22, 0.0},
-};
-
-QPainterPath Wing(QPointF shoulder, double span, double lift) {
-    // Seen from the side, the span foreshortens with the sine of the wing's angle; a level
-    // wing still shows as a thin band rather than vanishing.
-    double s = lift;
-    if (std::abs(s) < 0.14) s = s < 0 ? -0.14 : 0.14;
+// A pointed feather from its root to its tip, `width` across at the widest.
+QPainterPath Feather(QPointF root, QPointF tip, double width) {
+    const QPointF d = tip - root;
+    const double len = std::hypot(d.x(), d.y());
+    const QPointF n(-d.y() / len * width / 2, d.x() / len * width / 2);
     QPainterPath p;
-    bool first = true;
-    for (const auto& pt : WingShape) {
-        const QPointF q(shoulder.x() + pt[0], shoulder.y() - pt[1] * span * s);
-        if (first)
-            p.moveTo(q);
-        else
-            p.lineTo(q);
-        first = false;
-    }
-    p.closeSubpath();
+    p.moveTo(root);
+    p.cubicTo(root + n, tip - d * 0.35 + n * 1.1, tip);
+    p.cubicTo(tip - d * 0.35 - n * 1.1, root - n, root);
     return p;
 }
 
-void FeatherLines(QPainter& g, QPointF shoulder, double span, double lift, QColor c) {
-    double s = lift;
-    if (std::abs(s) < 0.14) s = s < 0 ? -0.14 : 0.14;
-    g.setPen(QPen(c, 1.2, Qt::SolidLine, Qt::RoundCap));
-    const double tips[][2] = {{10, 0.84}, {14, 0.73}, {18, 0.60}, {21, 0.45}};
-    for (const auto& t : tips) {
-        const QPointF a(shoulder.x() + t[0] - 14, shoulder.y() - (t[1] - 0.25) * span * s);
-        g.drawLine(a, QPointF(shoulder.x() + t[0], shoulder.y() - t[1] * span * s));
-    }
-}
+// The wing is drawn in its own frame, x out from the shoulder to the tip and the leading edge
+// towards negative y, then turned about the shoulder. Below the horizontal it is flipped so
+// that the leading edge still faces the head.
+void DrawWing(QPainter& g, QPointF shoulder, double angle, double length, QColor light,
+              QColor dark) {
+    const double k = length / 74.0;
+    g.save();
+    g.translate(shoulder);
+    g.rotate(angle);
+    g.scale(k, angle > 0 ? -k : k);
+    QPen pen(Outline, 2.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
+    pen.setCosmetic(true);
+    g.setPen(pen);
 
-void DrawWing(QPainter& g, QPointF shoulder, double span, double lift, QColor light, QColor dark) {
-    const QPainterPath w = Wing(shoulder, span, lift);
-    QLinearGradient grad(shoulder, QPointF(shoulder.x(), shoulder.y() - span * lift));
-    grad.setColorAt(0, light);
-    grad.setColorAt(1, dark);
-    g.setPen(QPen(Outline, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    // Primaries fan from the hand; the leading one is the longest.
+    constexpr double Tips[][2] = {{74, -3}, {68, 5}, {60, 11}, {51, 15}};
+    g.setBrush(dark);
+    for (int i = 3; i >= 0; --i)
+        g.drawPath(Feather(QPointF(30 + 3 * i, -4 + 3 * i), QPointF(Tips[i][0], Tips[i][1]), 11));
+    // Secondaries along the trailing edge of the arm.
+    for (int i = 0; i < 4; ++i)
+        g.drawPath(Feather(QPointF(6 + 9 * i, 0), QPointF(9 + 9 * i, 17), 10));
+
+    // Coverts over the feather roots, with the bump of the wrist on the leading edge.
+    QPainterPath arm;
+    arm.moveTo(-2, -10);
+    arm.cubicTo(10, -14, 24, -16, 34, -12);
+    arm.cubicTo(42, -9, 47, -4, 46, 2);
+    arm.cubicTo(34, 8, 16, 11, -2, 9);
+    arm.cubicTo(-9, 6, -9, -6, -2, -10);
+    QLinearGradient grad(0, -14, 0, 10);
+    grad.setColorAt(0, light.lighter(120));
+    grad.setColorAt(1, light);
     g.setBrush(grad);
-    g.drawPath(w);
-    FeatherLines(g, shoulder, span, lift, Outline);
+    g.drawPath(arm);
+    QPen thin(Outline, 1.1, Qt::SolidLine, Qt::RoundCap);
+    thin.setCosmetic(true);
+    g.setPen(thin);
+    g.setBrush(Qt::NoBrush);
+    QPainterPath scallops;
+    scallops.moveTo(8, 2);
+    for (int i = 0; i < 3; ++i)
+        scallops.quadTo(13 + 10 * i, -4, 18 + 10 * i, 2);
+    g.drawPath(scallops);
+    g.restore();
 }
 
 QPainterPath Polygon(std::initializer_list<QPointF> pts) {
@@ -83,11 +94,12 @@ QPainterPath Polygon(std::initializer_list<QPointF> pts) {
 namespace Art {
 
 Masked BirdLeft(int frame) {
-    // One full wing beat over the five frames, so the last frame leads smoothly to the first.
-    const double phase = 2.0 * std::numbers::pi * frame / FlightFrames;
-    const double angle = (62.0 * std::cos(phase) + 4.0) * std::numbers::pi / 180.0;
-    const double lift = std::sin(angle);
-    const double bob = -2.5 * std::sin(angle); // the body rises a little on the downstroke
+    // One wing beat over the five frames: a down stroke through the first four and a quicker
+    // recovery with the wing half folded, so the last frame leads smoothly back to the first.
+    constexpr double Angles[FlightFrames] = {-76, -38, 4, 50, -28};
+    constexpr double Lengths[FlightFrames] = {66, 76, 78, 74, 56};
+    const double lift = -std::sin(Angles[frame] * std::numbers::pi / 180.0);
+    const double bob = 2.5 * lift; // the body rises a little on the down stroke
 
     QImage img = Canvas(FrameWidth, FrameHeight);
     QPainter g(&img);
@@ -95,7 +107,8 @@ Masked BirdLeft(int frame) {
     g.translate(0, bob);
     const QPen outline(Outline, 2.2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
 
-    DrawWing(g, QPointF(62, 64), 58, lift, WingDark, QColor(0x3a, 0x04, 0x0a));
+    DrawWing(g, QPointF(66, 64), Angles[frame] - 8, Lengths[frame] * 0.9, WingDark,
+             QColor(0x3a, 0x04, 0x0a));
 
     // Tail: three pointed feathers fanning out behind.
     g.setPen(outline);
@@ -166,7 +179,7 @@ Masked BirdLeft(int frame) {
     g.setBrush(Outline);
     g.drawPath(Polygon({{22, 55}, {46, 47}, {45, 53}, {24, 58}}));
 
-    DrawWing(g, QPointF(76, 70), 64, lift, WingLight, WingDark);
+    DrawWing(g, QPointF(78, 68), Angles[frame], Lengths[frame], WingLight, WingDark);
     g.end();
     return Split(img);
 }
