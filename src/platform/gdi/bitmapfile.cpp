@@ -1,6 +1,7 @@
 #include "gdi.h"
 
 #include <QFile>
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <vector>
@@ -134,6 +135,10 @@ bool readPalette(const Bytes& f, Header& h, std::vector<QRgb>& palette) {
     if (h.bpp > 8) return true;
     std::size_t count = h.colorsUsed ? h.colorsUsed : std::size_t(1) << h.bpp;
     if (count > 256) count = 256;
+    // Writers of short palettes say so only by where the pixels start.
+    const std::uint32_t offBits = f.u32(10);
+    if (offBits > h.paletteOffset)
+        count = std::min<std::size_t>(count, (offBits - h.paletteOffset) / h.paletteEntryBytes);
     h.paletteCount = count;
     if (!f.has(h.paletteOffset, count * h.paletteEntryBytes)) return false;
     palette.assign(256, qRgb(0, 0, 0));
@@ -144,10 +149,14 @@ bool readPalette(const Bytes& f, Header& h, std::vector<QRgb>& palette) {
     return true;
 }
 
+std::int64_t rowBytes(const Header& h) {
+    return (h.width * h.bpp + 31) / 32 * 4;
+}
+
 bool decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vector<QRgb>& palette,
                 QImage& image) {
     const int w = image.width(), rows = image.height();
-    const std::int64_t stride = (h.width * h.bpp + 31) / 32 * 4;
+    const std::int64_t stride = rowBytes(h);
     if (!f.has(at, static_cast<std::size_t>(stride * rows))) return false;
     const Channel red(h.masks[0]), green(h.masks[1]), blue(h.masks[2]);
     const bool plain32 =
@@ -233,11 +242,14 @@ QImage decode(const Bytes& f) {
     if (at == 0) at = h.paletteOffset + h.paletteCount * h.paletteEntryBytes;
     if (!f.has(at, 1)) return {};
 
+    const bool runLength = h.compression == BI_RLE8 || h.compression == BI_RLE4;
+    // Refuse a short file before allocating what its header claims.
+    if (!runLength && !f.has(at, static_cast<std::size_t>(rowBytes(h) * std::abs(h.height))))
+        return {};
     QImage image(int(h.width), int(std::abs(h.height)), QImage::Format_RGB32);
     if (image.isNull()) return {};
-    const bool ok = (h.compression == BI_RLE8 || h.compression == BI_RLE4)
-                        ? decodeRle(f, at, h, palette, image)
-                        : decodeRows(f, at, h, palette, image);
+    const bool ok =
+        runLength ? decodeRle(f, at, h, palette, image) : decodeRows(f, at, h, palette, image);
     return ok ? image : QImage();
 }
 

@@ -48,7 +48,8 @@ bool startsLikeIcon(const QString& fileName) {
 QImage readIcon(const QString& fileName) {
     QImageReader reader(fileName, "ico");
     QImage best;
-    for (int i = 0; i < 64 && reader.canRead(); ++i) {
+    for (int i = 0; i < std::min(reader.imageCount(), 64); ++i) {
+        if (!reader.jumpToImage(i)) break;
         const QImage image = reader.read();
         if (image.isNull()) break;
         if (image.size() == QSize(32, 32)) return image;
