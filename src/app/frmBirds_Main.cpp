@@ -21,6 +21,7 @@
 #include <QStatusBar>
 #include <QToolBar>
 #include <QToolButton>
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -40,6 +41,14 @@ constexpr QSize ButtonSize(23, 22);
 // toolbar's height.
 QRect laidOut(int left, int top, int width, int height) {
     return QRect(px(left), px(top) - px(ToolbarHeight), px(width), px(height));
+}
+
+// The counter row as laid out reaches one pixel into the play field's border; it stops
+// short so the whole field stays visible.
+QRect inRow(int left, int width, int height) {
+    QRect r = laidOut(left, RowTop, width, height);
+    r.setBottom(std::min(r.bottom(), px(PlayFieldTop) - px(ToolbarHeight) - 1));
+    return r;
 }
 
 struct ButtonLayout {
@@ -227,13 +236,18 @@ void frmBirds_Main::createControls() {
     picScreen_->setGeometry(laidOut(0, PlayFieldTop, 7248, 4848));
     picScreen_->setBorder3D(true);
     picScreen_->setAutoSize(true);
+    // Until start-up gives it the background, the field is blank at its laid-out size.
+    QImage empty(picScreen_->width() - 2 * picScreen_->borderWidth(),
+                 picScreen_->height() - 2 * picScreen_->borderWidth(), QImage::Format_RGB32);
+    empty.fill(picScreen_->palette().color(QPalette::Window));
+    picScreen_->setPicture(empty);
 
-    lblSpeed = label(QStringLiteral("Speed:"), "lblSpeed", laidOut(0, RowTop, 612, 252));
-    pbSpeed = progress("pbSpeed", laidOut(600, RowTop, 1452, 228));
-    lblBirds = label(QStringLiteral("Birds:"), "lblBirds", laidOut(2160, RowTop, 492, 252));
-    pbBirds = progress("pbBirds", laidOut(2640, RowTop, 2172, 252));
-    lblBullets = label(QStringLiteral("Bullets:"), "lblBullets", laidOut(4920, RowTop, 612, 252));
-    pbBullets = progress("pbBullets", laidOut(5520, RowTop, 1752, 252));
+    lblSpeed = label(QStringLiteral("Speed:"), "lblSpeed", inRow(0, 612, 252));
+    pbSpeed = progress("pbSpeed", inRow(600, 1452, 228));
+    lblBirds = label(QStringLiteral("Birds:"), "lblBirds", inRow(2160, 492, 252));
+    pbBirds = progress("pbBirds", inRow(2640, 2172, 252));
+    lblBullets = label(QStringLiteral("Bullets:"), "lblBullets", inRow(4920, 612, 252));
+    pbBullets = progress("pbBullets", inRow(5520, 1752, 252));
 
     Client->setFixedSize(px(7272), px(PlayFieldTop) - px(ToolbarHeight) + px(4848));
 }
