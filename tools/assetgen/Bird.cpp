@@ -63,15 +63,15 @@ void DrawWing(QPainter& g, QPointF shoulder, double angle, double length, QColor
     grad.setColorAt(1, light);
     g.setBrush(grad);
     g.drawPath(arm);
-    QPen thin(Outline, 1.1, Qt::SolidLine, Qt::RoundCap);
-    thin.setCosmetic(true);
-    g.setPen(thin);
+    // A pale gleam along the leading edge.
+    QPen gleam(light.lighter(150), 1.4, Qt::SolidLine, Qt::RoundCap);
+    gleam.setCosmetic(true);
+    g.setPen(gleam);
     g.setBrush(Qt::NoBrush);
-    QPainterPath scallops;
-    scallops.moveTo(8, 2);
-    for (int i = 0; i < 3; ++i)
-        scallops.quadTo(13 + 10 * i, -4, 18 + 10 * i, 2);
-    g.drawPath(scallops);
+    QPainterPath edge;
+    edge.moveTo(4, -9);
+    edge.cubicTo(14, -12, 26, -13, 34, -9);
+    g.drawPath(edge);
     g.restore();
 }
 
@@ -156,16 +156,24 @@ Masked BirdLeft(int frame) {
     g.setBrush(headGrad);
     g.drawEllipse(QPointF(38, 62), 20, 19);
 
-    // Hooked beak, slightly open.
+    // Hooked beak, open on a dark mouth.
+    g.setBrush(QColor(0x5a, 0x00, 0x10));
+    g.drawPath(Polygon({{25, 64}, {11, 64}, {9, 69}, {25, 73}}));
+    g.setBrush(QColor(0xe8, 0x92, 0x10));
+    QPainterPath lower;
+    lower.moveTo(25, 70);
+    lower.lineTo(10, 69);
+    lower.quadTo(14, 76, 25, 77);
+    lower.closeSubpath();
+    g.drawPath(lower);
     g.setBrush(Beak);
     QPainterPath upper;
-    upper.moveTo(24, 55);
-    upper.cubicTo(14, 55, 4, 58, 2, 68);
-    upper.cubicTo(6, 65, 14, 66, 22, 68);
+    upper.moveTo(25, 53);
+    upper.cubicTo(15, 51, 4, 55, 1, 67);
+    upper.cubicTo(4, 64, 8, 63, 12, 64);
+    upper.lineTo(25, 66);
     upper.closeSubpath();
     g.drawPath(upper);
-    g.setBrush(QColor(0xe0, 0x90, 0x10));
-    g.drawPath(Polygon({{22, 70}, {8, 71}, {22, 77}}));
 
     // The evil eye: yellow, red iris, and a heavy frown sloping down towards the beak.
     g.setPen(QPen(Outline, 1.5));

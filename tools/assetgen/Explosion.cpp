@@ -26,23 +26,29 @@ std::vector<Feather> Feathers() {
     std::vector<Feather> f;
     for (int i = 0; i < 12; ++i)
         f.push_back({2 * Pi * (i + r.range(-0.3, 0.3)) / 12, r.range(11, 16), r.range(0, 2 * Pi),
-                     r.range(-0.9, 0.9), r.range(11, 16), i % 4});
+                     r.range(-0.9, 0.9), r.range(16, 22), i % 4});
     return f;
 }
 
+// A curved contour feather: an uneven vane along a pale quill that sticks out at the base.
 void DrawFeather(QPainter& g, QPointF at, double rotation, double length, QColor c) {
     g.save();
     g.translate(at);
     g.rotate(rotation * 180 / Pi);
-    QPainterPath p;
-    p.moveTo(-length / 2, 0);
-    p.quadTo(0, -length * 0.28, length / 2, 0);
-    p.quadTo(0, length * 0.28, -length / 2, 0);
-    g.setPen(QPen(QColor(0x24, 0x04, 0x08), 1.2));
+    const double h = length / 2;
+    QPainterPath vane;
+    vane.moveTo(-h + 3, 0);
+    vane.cubicTo(-h + 4, -length * 0.26, h * 0.4, -length * 0.24, h, -1.5);
+    vane.cubicTo(h * 0.4, length * 0.14, -h + 4, length * 0.2, -h + 3, 0);
+    g.setPen(QPen(QColor(0x24, 0x04, 0x08), 1.1));
     g.setBrush(c);
-    g.drawPath(p);
-    g.setPen(QPen(QColor(0xff, 0xe0, 0xc0), 0.8));
-    g.drawLine(QPointF(-length / 2 - 2, 0), QPointF(length / 2 - 2, 0));
+    g.drawPath(vane);
+    g.setPen(QPen(c.lighter(160), 1.0, Qt::SolidLine, Qt::RoundCap));
+    g.setBrush(Qt::NoBrush);
+    QPainterPath quill;
+    quill.moveTo(-h - 2, 0.5);
+    quill.quadTo(0, -0.5, h - 1, -1.5);
+    g.drawPath(quill);
     g.restore();
 }
 
@@ -96,16 +102,22 @@ Masked Explosion(int stage) {
     // Smoke behind the fire, rising, darkening and then thinning out.
     if (stage >= 2) {
         const double radius = 34 + 9 * stage;
-        const int puffs = stage == 4 ? 7 : 5;
+        const bool last = stage == 4;
+        const int puffs = last ? 7 : 5;
+        const double grey = last ? 0x88 : 0x5a;
+        const QColor light = QColor::fromRgb(grey + 40, grey + 38, grey + 36);
+        const QColor dark = QColor::fromRgb(grey - 30, grey - 32, grey - 34);
         for (int i = 0; i < puffs; ++i) {
             const double a = 2 * Pi * (i + r.range(0, 0.5)) / puffs;
-            const double d = radius * (stage == 4 ? 0.75 : 0.45);
+            const double d = radius * (last ? 0.72 : 0.45);
             const QPointF c(Centre.x() + d * std::cos(a), Centre.y() + d * 0.8 * std::sin(a));
-            const double grey = stage == 4 ? 0x88 : 0x5a;
-            Cloud(g, r, c, radius * (stage == 4 ? 0.42 : 0.6), 5,
-                  QColor::fromRgb(grey + 40, grey + 38, grey + 36),
-                  QColor::fromRgb(grey - 30, grey - 32, grey - 34), 4.0 * stage);
+            Cloud(g, r, c, radius * (last ? 0.42 : 0.6), 5, light, dark, 4.0 * stage);
         }
+        // The last of the smoke still hangs where the bird was, broken up and paler.
+        if (last)
+            for (int i = 0; i < 3; ++i)
+                Cloud(g, r, QPointF(Centre.x() + r.range(-14, 14), Centre.y() + r.range(-12, 10)),
+                      radius * 0.3, 4, light.lighter(110), light.darker(115), 4.0 * stage);
     }
     if (stage == 0) {
         Spikes(g, r, 14, 16, 46, QColor(0xff, 0xb0, 0x20));
@@ -132,7 +144,7 @@ Masked Explosion(int stage) {
     // Feathers fly outward and start to fall; the later stages keep only a few.
     const auto feathers = Feathers();
     for (std::size_t i = 0; i < feathers.size(); ++i) {
-        if (stage == 0 && i % 3) continue;
+        if (stage == 0) break; // the flash comes first; the feathers fly out of the fire after it
         if (stage == 4 && i % 2) continue;
         const Feather& f = feathers[i];
         const double t = stage + 0.6;

@@ -189,7 +189,7 @@ std::vector<QImage> Cursor() {
         QPainter g(&core);
         g.setPen(Qt::NoPen);
         g.setBrush(Qt::red);
-        const int arm = size == 32 ? 11 : 5, thick = 2;
+        const int arm = size == 32 ? 8 : 3, thick = 2; // out to the ring, leaving its inside clear
         const int mid = size / 2 - thick / 2;
         g.drawRect(1, mid, arm, thick);
         g.drawRect(size - 1 - arm, mid, arm, thick);

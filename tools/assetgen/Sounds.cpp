@@ -140,9 +140,12 @@ Samples Syllable(std::uint64_t seed, double length, double f0Start, double f0End
         // Pitch rises at first, then sags: the shape of a caw.
         const double f0 = f0Start + (f0End - f0Start) * u + 0.15 * f0Start * std::sin(Pi * u);
         const double wobble = 1.0 + roughness * jitter(r.bipolar(), 60) * 4.0;
-        const double src = osc.buzz(f0 * wobble, 14) + roughness * 0.5 * r.bipolar();
-        const double env = std::pow(std::sin(Pi * std::min(1.0, u * 1.0)), 0.6);
-        s[i] = (b1(src) * 1.6 + b2(src) * 1.1 + 0.25 * src) * env;
+        // Breath noise only reaches the output through the formants, so the call is hoarse
+        // without hissing.
+        const double tone = osc.buzz(f0 * wobble, 14);
+        const double src = tone + roughness * 0.35 * r.bipolar();
+        const double env = std::pow(std::sin(Pi * u), 0.6);
+        s[i] = (b1(src) * 1.6 + b2(src) * 1.1 + 0.2 * tone) * env;
     }
     return s;
 }
