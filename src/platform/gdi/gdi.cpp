@@ -46,11 +46,13 @@ constexpr std::uint32_t Opaque = 0xFF000000u;
 void copyRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
     std::memcpy(d, s, static_cast<std::size_t>(n) * 4);
 }
-void andRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
+[[gnu::target_clones("avx2", "default")]] void andRow(std::uint32_t* __restrict d,
+                                                      const std::uint32_t* __restrict s, int n) {
     for (int i = 0; i < n; ++i)
         d[i] = (d[i] & s[i]) | Opaque;
 }
-void orRow(std::uint32_t* __restrict d, const std::uint32_t* __restrict s, int n) {
+[[gnu::target_clones("avx2", "default")]] void orRow(std::uint32_t* __restrict d,
+                                                     const std::uint32_t* __restrict s, int n) {
     for (int i = 0; i < n; ++i)
         d[i] = d[i] | s[i] | Opaque;
 }
