@@ -178,17 +178,21 @@ Samples MakeBlast(const Blast& b) {
     double crackleLevel = 0;
     for (std::size_t i = 0; i < s.size(); ++i) {
         const double t = Time(i);
-        double env = Envelope(t, 0.004, b.decay);
-        if (b.secondHit > 0)
-            env = std::max(env, 0.8 * Envelope(t - b.secondHit, 0.006, b.decay * 1.2));
+        // With a second blast the first one is cut short, so the two are heard apart.
+        double env = Envelope(t, 0.004, b.secondHit > 0 ? b.decay * 0.35 : b.decay);
+        if (b.secondHit > 0) env = std::max(env, 0.9 * Envelope(t - b.secondHit, 0.006, b.decay));
         const double bright = b.brightEnd + (b.brightStart - b.brightEnd) * std::exp(-t / 0.12);
         const double n = r.bipolar();
         const double body = lp2(lp1(n, bright), bright) * 2.2;
         const double low = brown(n, 90) * 9.0;
-        const double boom = rumble.sine(b.rumbleFreq * (1.0 + 0.8 * std::exp(-t / 0.08))) *
-                            Envelope(t, 0.006, b.decay * 1.4) * b.rumbleLevel;
+        double boomEnv = Envelope(t, 0.006, b.decay * (b.secondHit > 0 ? 0.4 : 1.4));
+        if (b.secondHit > 0)
+            boomEnv = std::max(boomEnv, Envelope(t - b.secondHit, 0.006, b.decay * 1.4));
+        const double boom =
+            rumble.sine(b.rumbleFreq * (1.0 + 0.8 * std::exp(-t / 0.08))) * boomEnv * b.rumbleLevel;
         if (r.uniform() < b.crackle * std::exp(-t / (b.decay * 2)))
-            crackleLevel = r.range(0.3, 1.0) * (r.uniform() < 0.5 ? -1 : 1);
+            crackleLevel =
+                r.range(0.3, 1.0) * std::exp(-t / (b.decay * 2.5)) * (r.uniform() < 0.5 ? -1 : 1);
         crackleLevel *= 0.93;
         s[i] = env * (body + low) + boom + rumbleLp(crackleLevel, 3500) * 1.2;
     }
@@ -359,7 +363,7 @@ Samples Explosion(int n) {
     static const Blast blasts[] = {
         {1.2, 0.28, 3200, 220, 48, 0.9, 0.002, 0.0, 0xEB1},  // a full, round boom
         {0.9, 0.18, 6000, 700, 62, 0.6, 0.02, 0.0, 0xEB2},   // bright, crackling
-        {1.4, 0.32, 2200, 160, 38, 1.1, 0.004, 0.16, 0xEB3}, // a double, deep rumble
+        {1.4, 0.32, 2200, 160, 38, 1.1, 0.004, 0.30, 0xEB3}, // a double, deep rumble
         {0.7, 0.10, 8000, 900, 70, 0.5, 0.01, 0.0, 0xEB4},   // a short sharp pop
     };
     Samples s = MakeBlast(blasts[std::clamp(n, 1, 4) - 1]);
