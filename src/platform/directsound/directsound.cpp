@@ -5,6 +5,8 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
+#include <QTemporaryFile>
 #include <QTimer>
 
 namespace dx {
@@ -19,10 +21,40 @@ std::optional<std::string>& deviceNameOverride() {
     static std::optional<std::string> name;
     return name;
 }
-int& refreshOverride() {
-    static int hz = 0;
-    return hz;
+int& periodOverride() {
+    static int frames = 0;
+    return frames;
 }
+
+// OpenAL Soft 1.19 ignores ALC_REFRESH on a real device; its mixing period and queue come only
+// from its configuration, read once when the library starts (at the first device opened). Unless
+// the user points it at a configuration of their own, hand it a small one asking for short
+// periods, for as long as that first open lasts.
+class DriverConfiguration {
+  public:
+    DriverConfiguration() {
+        static bool done = false;
+        if (done) return;
+        done = true;
+        if (qEnvironmentVariableIsSet("ALSOFT_CONF") || periodOverride() < 0) return;
+        file_ = std::make_unique<QTemporaryFile>(QDir::tempPath() +
+                                                 QStringLiteral("/morvel-alsoft-XXXXXX.conf"));
+        if (!file_->open()) return;
+        const int frames = periodOverride() > 0 ? periodOverride() : kPeriodFrames;
+        file_->write(QStringLiteral("[general]\nperiod_size=%1\nperiods=%2\n")
+                         .arg(frames)
+                         .arg(kPeriods)
+                         .toUtf8());
+        file_->flush();
+        qputenv("ALSOFT_CONF", QFile::encodeName(file_->fileName()));
+    }
+    ~DriverConfiguration() {
+        if (file_) qunsetenv("ALSOFT_CONF");
+    }
+
+  private:
+    std::unique_ptr<QTemporaryFile> file_;
+};
 
 } // namespace
 
@@ -39,6 +71,7 @@ DirectX7::~DirectX7() = default;
 namespace {
 
 std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
+    const DriverConfiguration configuration;
     if (!alcIsExtensionPresent(nullptr, "ALC_SOFT_loopback"))
         fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
     auto open = reinterpret_cast<LPALCLOOPBACKOPENDEVICESOFT>(
@@ -76,13 +109,12 @@ std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
 }
 
 std::shared_ptr<Device> openDefault() {
+    const DriverConfiguration configuration;
     auto device = std::make_shared<Device>();
     const auto& name = deviceNameOverride();
     device->device = alcOpenDevice(name ? name->c_str() : nullptr);
     if (!device->device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
-    const int refresh = refreshOverride() > 0 ? refreshOverride() : kRefreshHz;
-    const ALCint attrs[] = {ALC_REFRESH, refresh, 0};
-    device->context = alcCreateContext(device->device, attrs);
+    device->context = alcCreateContext(device->device, nullptr);
     if (!device->context) fail(E_FAIL, QStringLiteral("The sound device refused a context"));
     ALCint rate = 0;
     alcGetIntegerv(device->device, ALC_FREQUENCY, 1, &rate);
@@ -161,6 +193,12 @@ int DirectSound::sampleRate() const {
     return device_->rate;
 }
 
+int DirectSound::mixerRefresh() const {
+    ALCint refresh = 0;
+    alcGetIntegerv(device_->device, ALC_REFRESH, 1, &refresh);
+    return refresh;
+}
+
 namespace test {
 void UseLoopbackDevice(std::optional<LoopbackFormat> format) {
     loopbackFormat() = std::move(format);
@@ -170,8 +208,8 @@ void OverrideDeviceName(std::optional<std::string> name) {
 }
 } // namespace test
 
-void SetDeviceRefresh(int hz) {
-    refreshOverride() = hz;
+void SetDevicePeriod(int frames) {
+    periodOverride() = frames;
 }
 
 } // namespace dx

@@ -125,6 +125,8 @@ class DirectSound {
     std::vector<float> RenderLoopback(int frames);
     bool isLoopback() const;
     int sampleRate() const;
+    // Mixer updates per second the device settled on.
+    int mixerRefresh() const;
 
   private:
     std::shared_ptr<Device> device_;
@@ -175,9 +177,12 @@ void UseLoopbackDevice(std::optional<LoopbackFormat> format);
 void OverrideDeviceName(std::optional<std::string> name);
 } // namespace test
 
-// Mixer period asked of a real device: small, so that a shot is heard at once.
-inline constexpr int kRefreshHz = 100;
-// Overrides kRefreshHz for the next device opened (0: back to the default); for measurements.
-void SetDeviceRefresh(int hz);
+// Mixing period and queue length asked of a real device: short, so that a shot is heard at once
+// (256 frames is 5.8 ms at 44.1 kHz).
+inline constexpr int kPeriodFrames = 256;
+inline constexpr int kPeriods = 3;
+// Before the first device of the process opens: another period length, or negative for
+// OpenAL's own defaults; for measurements.
+void SetDevicePeriod(int frames);
 
 } // namespace dx
