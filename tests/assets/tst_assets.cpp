@@ -152,6 +152,9 @@ std::vector<Pair> MaskedPairs() {
 
 bool Generate(const QString& dir) {
     QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    p.setProcessEnvironment(env);
     p.start(QStringLiteral(ASSETGEN_PATH), {dir});
     return p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
 }
