@@ -95,7 +95,7 @@ void PaintBird(QPainter& p, const Pose& pose) {
     if (pose.wingAngle > 0) {
         p.save();
         p.translate(2, -12);
-        p.rotate(25 - pose.wingAngle * 0.6);
+        p.rotate((pose.wingAngle - 90) * 0.6 + 10);
         p.scale(0.85, 0.85);
         p.setPen(ink(2.5));
         p.setBrush(BodyDark.darker(130));
@@ -123,7 +123,7 @@ void PaintBird(QPainter& p, const Pose& pose) {
     p.save();
     p.translate(-6, -2);
     if (pose.wingAngle > 0) {
-        p.rotate(18 - pose.wingAngle);
+        p.rotate(pose.wingAngle - 90);
         p.setPen(ink(2.5));
         QLinearGradient g(0, 0, -60, -58);
         g.setColorAt(0, BodyLight);
@@ -242,7 +242,7 @@ QImage GameOverPicture() {
     p.translate(44, 36);
     p.scale(0.58, 0.58);
     Pose pose;
-    pose.wingAngle = 110;
+    pose.wingAngle = 65;
     PaintBird(p, pose);
 
     // The crown it has taken.
@@ -262,10 +262,9 @@ QImage ExitPicture() {
     begin(p);
 
     p.save();
-    p.translate(56, 40);
-    p.scale(0.64, 0.64);
+    p.translate(54, 38);
+    p.scale(0.7, 0.7);
     Pose pose;
-    pose.wingAngle = 130; // waving: leaving already?
     pose.eyeLook = 1;
     PaintBird(p, pose);
     p.restore();
@@ -325,19 +324,17 @@ QImage LogoPicture() {
     big.setPixelSize(30);
     QFont small = big;
     small.setPixelSize(15);
-    QPainterPath title;
-    title.addText(QPointF(0, 0), small, QStringLiteral("THE"));
-    const QRectF theBox = title.boundingRect();
-    title.translate(150 - theBox.width() / 2, 58);
-    QPainterPath morvel;
-    morvel.addText(QPointF(0, 0), big, QStringLiteral("MORVEL"));
-    morvel.translate(196 - morvel.boundingRect().width() / 2 - morvel.boundingRect().left(), 88);
-    QPainterPath birds;
-    birds.addText(QPointF(0, 0), small, QStringLiteral("BIRD GAME"));
-    birds.translate(196 - birds.boundingRect().width() / 2 - birds.boundingRect().left(), 110);
-    title = QPainterPath();
-    title.addText(QPointF(0, 0), small, QStringLiteral("THE"));
-    title.translate(196 - title.boundingRect().width() / 2 - title.boundingRect().left(), 55);
+    // Each line centred over the sun's side of the logo.
+    auto line = [](const QFont& font, const QString& text, double baseline) {
+        QPainterPath path;
+        path.addText(QPointF(0, 0), font, text);
+        const QRectF box = path.boundingRect();
+        path.translate(196 - box.width() / 2 - box.left(), baseline);
+        return path;
+    };
+    const QPainterPath title = line(small, QStringLiteral("THE"), 55);
+    const QPainterPath morvel = line(big, QStringLiteral("MORVEL"), 88);
+    const QPainterPath birds = line(small, QStringLiteral("BIRD GAME"), 110);
 
     for (const QPainterPath* path : {&title, &morvel, &birds}) {
         p.setPen(QPen(Ink, 5, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));

@@ -9,7 +9,7 @@ class QPainter;
 namespace birdart {
 
 struct Pose {
-    double wingAngle = 0;  // degrees the wing is raised from folded; 0 folded
+    double wingAngle = 0;  // 0 folded; 90 spread up and back, more raises it further
     bool feet = true;      // standing feet; a flying bird tucks them in
     bool mirrored = false; // facing left instead of right
     double eyeLook = 0;    // -1 looks back, +1 looks ahead

@@ -2,9 +2,11 @@
 
 #include "runtime.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,8 +43,9 @@ constexpr runtime::Long ErrPathNotFound = 76;
 // A file with no write bit at all counts as read-only even for the superuser, like the
 // read-only attribute it stands for; the rename would otherwise replace it silently.
 bool writable(const QByteArray& path, const struct stat& st) {
+    // Effective ids: an installed game runs set-group-id to reach a shared score file.
     return (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0 &&
-           ::access(path.constData(), W_OK) == 0;
+           ::faccessat(AT_FDCWD, path.constData(), W_OK, AT_EACCESS) == 0;
 }
 
 // stat of an existing, writable regular file; false when there is none.
@@ -161,11 +164,30 @@ QByteArray ReadForUpdate(const QString& path) {
     return data;
 }
 
-QString TempPath(const QString& path) {
-    return path + QStringLiteral(".tmp");
+QString FinalTarget(const QString& path) {
+    QString at = path;
+    // Bounded like the kernel's own lookup, so a loop of links ends in a plain error.
+    for (int hops = 0; hops < 40; ++hops) {
+        const QByteArray name = QFile::encodeName(at);
+        struct stat st;
+        if (::lstat(name.constData(), &st) != 0 || !S_ISLNK(st.st_mode)) return at;
+        QByteArray link(PATH_MAX, Qt::Uninitialized);
+        const ssize_t n = ::readlink(name.constData(), link.data(), link.size());
+        if (n < 0 || n >= link.size()) return at;
+        link.truncate(n);
+        const QString next = QFile::decodeName(link);
+        at = QDir::isAbsolutePath(next) ? next : QFileInfo(at).absolutePath() + u'/' + next;
+    }
+    return at;
 }
 
-void WriteHead(const QString& path, const QByteArray& head) {
+QString TempPath(const QString& path) {
+    return FinalTarget(path) + QStringLiteral(".tmp");
+}
+
+void WriteHead(const QString& linkOrFile, const QByteArray& head) {
+    // The rename replaces the file the link leads to; the link itself stays.
+    const QString path = FinalTarget(linkOrFile);
     const QByteArray name = QFile::encodeName(path);
     struct stat st;
     const bool exists = checkTarget(name, st);

@@ -21,10 +21,13 @@ QByteArray ReadForUpdate(const QString& path);
 
 // Puts head at the start of the file and keeps whatever the old file had beyond it.
 // Goes through a temporary file beside it, flushed to disk and renamed over the old one,
-// so an interrupted save leaves either the old or the new content.
+// so an interrupted save leaves either the old or the new content. When path is a symbolic
+// link, the file it finally leads to is the one replaced, and the link stays.
 void WriteHead(const QString& path, const QByteArray& head);
 
-// The temporary file WriteHead uses for path.
+// The file that path finally leads to through any symbolic links; path itself otherwise.
+QString FinalTarget(const QString& path);
+// The temporary file WriteHead uses for path: beside its final target.
 QString TempPath(const QString& path);
 
 } // namespace scorefile
