@@ -19,19 +19,19 @@ QPixmap drawIcon(int size) {
     p.setBrush(Qt::white);
     p.drawEllipse(ring);
 
-    // A bird with raised wings in the middle of the sight.
-    p.setPen(QPen(Qt::black, s, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
-    p.setBrush(Qt::NoBrush);
-    const QPointF wings[] = {
-        {3.5 * s, 6 * s}, {5.5 * s, 5 * s}, {8 * s, 8 * s}, {10.5 * s, 5 * s}, {12.5 * s, 6 * s}};
-    p.drawPolyline(wings, 5);
-
-    // The cross-hair's four ticks, leaving the bird clear.
+    // The cross-hair's four ticks, short enough to leave the bird clear.
     const double c = size / 2.0;
-    p.drawLine(QPointF(c, 0.5 * s), QPointF(c, 3 * s));
-    p.drawLine(QPointF(c, 11 * s), QPointF(c, 15.5 * s - 1));
-    p.drawLine(QPointF(0.5 * s, c), QPointF(2.5 * s, c));
-    p.drawLine(QPointF(13.5 * s, c), QPointF(15.5 * s - 1, c));
+    p.setPen(Qt::NoPen);
+    p.setBrush(Qt::black);
+    p.drawRect(QRectF(c - s, 0, 2 * s, 3 * s));
+    p.drawRect(QRectF(c - s, 13 * s, 2 * s, 3 * s));
+    p.drawRect(QRectF(0, c - s, 3 * s, 2 * s));
+    p.drawRect(QRectF(13 * s, c - s, 3 * s, 2 * s));
+
+    // A bird with raised wings, filled so that it reads at 16 pixels too.
+    const QPointF bird[] = {{3 * s, 5 * s},  {6 * s, 6 * s},  {8 * s, 8 * s},  {10 * s, 6 * s},
+                            {13 * s, 5 * s}, {11 * s, 8 * s}, {8 * s, 11 * s}, {5 * s, 8 * s}};
+    p.drawPolygon(bird, 8);
     p.end();
     return QPixmap::fromImage(image);
 }

@@ -114,9 +114,18 @@ class TestMainWindow : public QObject {
         QVERIFY(!(f & Qt::WindowMaximizeButtonHint));
         QCOMPARE(w->minimumSize(), w->maximumSize());
 
+        // Two monochrome images: black and white, and transparent outside the sight.
         const QIcon icon = QApplication::windowIcon();
-        QVERIFY(icon.availableSizes().contains(QSize(16, 16)));
-        QVERIFY(icon.availableSizes().contains(QSize(32, 32)));
+        for (int size : {16, 32}) {
+            QVERIFY(icon.availableSizes().contains(QSize(size, size)));
+            const QImage image =
+                icon.pixmap(size, size).toImage().convertToFormat(QImage::Format_ARGB32);
+            QSet<QRgb> colours;
+            for (int y = 0; y < size; ++y)
+                for (int x = 0; x < size; ++x)
+                    colours.insert(qAlpha(image.pixel(x, y)) ? image.pixel(x, y) : 0);
+            QCOMPARE(colours, (QSet<QRgb>{0, qRgb(0, 0, 0), qRgb(255, 255, 255)}));
+        }
 
         QCOMPARE(pressedGroup(), QList<int>{3});
         QCOMPARE(w->findChild<QLabel*>(QStringLiteral("Panel2"))->text(), QStringLiteral("0"));
@@ -317,6 +326,21 @@ class TestMainWindow : public QObject {
         QVERIFY(top(status).y() >= field.bottom());
         QCOMPARE(top(status).y() + status->height(), w->height());
         QCOMPARE(w->width(), field.width());
+    }
+
+    void altOpensTheMenus() {
+        QApplication::setActiveWindow(w.get());
+        QVERIFY(QTest::qWaitForWindowActive(w.get()));
+        const QList<QPair<Qt::Key, QString>> keys = {{Qt::Key_G, QStringLiteral("mnuGame")},
+                                                     {Qt::Key_O, QStringLiteral("mnuOptions")},
+                                                     {Qt::Key_H, QStringLiteral("mnuHelp")}};
+        for (const auto& [key, name] : keys) {
+            auto* menu = w->findChild<QMenu*>(name);
+            QTest::keyClick(w.get(), key, Qt::AltModifier);
+            QTRY_VERIFY(menu->isVisible());
+            menu->hide();
+            QTRY_VERIFY(!menu->isVisible());
+        }
     }
 
     void groupButtonsBehaveLikeRadioButtons() {
