@@ -9,6 +9,7 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPixmap>
+#include <cmath>
 
 namespace {
 
@@ -71,7 +72,7 @@ void requireFile(const QString& fileName) {
 
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
     dc_ = gdi::CreateSurfaceDC(&surface_, [this] { update(); });
-    resizeSurface(width(), height());
+    resizeSurface(int(ScaleWidth()), int(ScaleHeight()));
 }
 
 PictureBox::~PictureBox() {
@@ -83,7 +84,7 @@ void PictureBox::setBorder3D(bool on) {
     if (autoSize_)
         fitToSurface();
     else
-        resizeSurface(width() - 2 * borderWidth(), height() - 2 * borderWidth());
+        resizeSurface(int(ScaleWidth()), int(ScaleHeight()));
     update();
 }
 
@@ -122,10 +123,20 @@ gdi::HDC PictureBox::hDC() {
 }
 
 double PictureBox::ScaleWidth() const {
-    return std::max(0, width() - 2 * borderWidth());
+    if (autoSize_) return surface_.width();
+    return std::floor(std::max(0, width() - 2 * borderWidth()) / viewScale() + 1e-6);
 }
 double PictureBox::ScaleHeight() const {
-    return std::max(0, height() - 2 * borderWidth());
+    if (autoSize_) return surface_.height();
+    return std::floor(std::max(0, height() - 2 * borderWidth()) / viewScale() + 1e-6);
+}
+
+int PictureBox::pixelFactor() const {
+    return std::max(1, int(std::floor(devicePixelRatioF() + 0.5)));
+}
+
+double PictureBox::viewScale() const {
+    return pixelFactor() / devicePixelRatioF();
 }
 
 void PictureBox::setMousePointer(int code) {
@@ -184,14 +195,30 @@ void PictureBox::paintEvent(QPaintEvent* event) {
         p.drawLine(1, h - 2, w - 2, h - 2);
         p.drawLine(w - 2, 1, w - 2, h - 2);
     }
-    const QRect inner(b, b, surface_.width(), surface_.height());
-    const QRect exposed = event->rect() & inner;
-    if (!exposed.isEmpty()) p.drawImage(exposed, surface_, exposed.translated(-b, -b));
+    const double ratio = devicePixelRatioF();
+    if (ratio == 1.0) {
+        const QRect inner(b, b, surface_.width(), surface_.height());
+        const QRect exposed = event->rect() & inner;
+        if (!exposed.isEmpty()) p.drawImage(exposed, surface_, exposed.translated(-b, -b));
+        return;
+    }
+    // Enlarged by a whole factor and placed on a whole device pixel, every surface pixel
+    // covers the same k x k device pixels; a fractional ratio leaves a sliver of background.
+    const int k = pixelFactor();
+    QImage shown = k == 1 ? surface_
+                          : surface_.scaled(surface_.size() * k, Qt::IgnoreAspectRatio,
+                                            Qt::FastTransformation);
+    shown.setDevicePixelRatio(ratio);
+    const double at = std::round(b * ratio) / ratio;
+    p.fillRect(rect().adjusted(b, b, -b, -b), palette().color(QPalette::Window));
+    p.drawImage(QPointF(at, at), shown);
 }
 
 void PictureBox::mousePressEvent(QMouseEvent* event) {
     const int button = buttonCode(event->button());
-    const QPointF at = event->position() - QPointF(borderWidth(), borderWidth());
+    // The surface pixel under the cursor: whole pixels, since the game rounds what it gets.
+    const QPointF in = (event->position() - QPointF(borderWidth(), borderWidth())) / viewScale();
+    const QPointF at(std::floor(in.x() + 1e-6), std::floor(in.y() + 1e-6));
     // The border is not part of the area: presses on it report nothing.
     if (!button || at.x() < 0 || at.y() < 0 || at.x() >= ScaleWidth() || at.y() >= ScaleHeight())
         return;
@@ -200,7 +227,13 @@ void PictureBox::mousePressEvent(QMouseEvent* event) {
 
 void PictureBox::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    if (!autoSize_) resizeSurface(width() - 2 * borderWidth(), height() - 2 * borderWidth());
+    if (!autoSize_) resizeSurface(int(ScaleWidth()), int(ScaleHeight()));
+}
+
+bool PictureBox::event(QEvent* event) {
+    // Moved to a screen of another density: the whole factor, and so the size, may change.
+    if (event->type() == QEvent::ScreenChangeInternal && autoSize_) fitToSurface();
+    return QWidget::event(event);
 }
 
 void PictureBox::resizeSurface(int w, int h) {
@@ -217,7 +250,10 @@ void PictureBox::resizeSurface(int w, int h) {
 }
 
 void PictureBox::fitToSurface() {
-    setFixedSize(surface_.width() + 2 * borderWidth(), surface_.height() + 2 * borderWidth());
+    const double v = viewScale();
+    const auto fit = [v](int pixels) { return int(std::ceil(pixels * v - 1e-6)); };
+    setFixedSize(fit(surface_.width()) + 2 * borderWidth(),
+                 fit(surface_.height()) + 2 * borderWidth());
 }
 
 QImage LoadPicture(const QString& fileName) {

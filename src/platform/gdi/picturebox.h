@@ -36,6 +36,11 @@ class PictureBox : public QWidget {
 
     const QImage& surface() const { return surface_; }
 
+    // Whole device pixels per surface pixel along each axis: the screen's device-pixel
+    // ratio rounded to the nearest integer (1.5 shows as 2), at least 1. Keeps every
+    // surface pixel a sharp, uniform square on scaled screens.
+    int pixelFactor() const;
+
   signals:
     // Button (1 left, 2 right, 4 middle), shift state, and the point in pixels of the area.
     void MouseDown(int button, int shift, double x, double y);
@@ -44,11 +49,14 @@ class PictureBox : public QWidget {
     void paintEvent(QPaintEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
+    bool event(QEvent* event) override;
 
   private:
     void applyCursor();
     void resizeSurface(int w, int h);
     void fitToSurface();
+    // Widget units per surface pixel.
+    double viewScale() const;
 
     QImage surface_;
     gdi::HDC dc_ = 0;
