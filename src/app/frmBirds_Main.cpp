@@ -443,7 +443,11 @@ void frmBirds_Main::setBarMax(Bar which, float value) {
     bar(which)->setMaximum(barUnits(value));
 }
 void frmBirds_Main::setBarValue(Bar which, float value) {
-    bar(which)->setValue(barUnits(value));
+    QProgressBar* b = bar(which);
+    const int before = b->value();
+    b->setValue(barUnits(value));
+    // The bar skips repainting a change narrower than one drawn chunk, as one speed step is.
+    if (b->value() != before) b->update();
 }
 
 void frmBirds_Main::setPanelText(int panel, const QString& text) {
