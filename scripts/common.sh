@@ -11,7 +11,7 @@ PACKAGES=(
   qt6-base-dev libgl-dev
   libopenal-dev libopenal1 libsndfile1-dev
   fonts-dejavu-core
-  xvfb xauth xdotool imagemagick x11-utils sox
+  xvfb xauth xdotool imagemagick x11-utils sox python3
   clang libclang-rt-14-dev
   appstream desktop-file-utils dpkg-dev file
 )
@@ -35,4 +35,18 @@ configure_and_build() {
   local dir="$1"; shift
   cmake -S "$ROOT" -B "$dir" -DCMAKE_BUILD_TYPE=Release "$@" >/dev/null
   cmake --build "$dir" -j "$JOBS"
+}
+
+# The checking build: clang with the address and undefined-behaviour sanitizers, the test
+# suites and the fuzz targets, in one tree so both stages share one compilation.
+SANITIZE_BUILD="${MORVEL_SANITIZE_BUILD_DIR:-$BUILD-sanitize}"
+configure_sanitize() {
+  CC=clang CXX=clang++ cmake -S "$ROOT" -B "$SANITIZE_BUILD" -DCMAKE_BUILD_TYPE=Release \
+    -DMORVEL_SANITIZE=ON -DMORVEL_FUZZ=ON -DMORVEL_TESTS=ON -DMORVEL_BENCH=OFF >/dev/null
+}
+
+sanitizer_env() {
+  export ASAN_OPTIONS="${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1}"
+  export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/scripts/lsan.supp:print_suppressions=0}"
+  export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 }

@@ -8,17 +8,13 @@ source "$(dirname "$0")/common.sh"
 TARGETS=(scores bitmap wave icon)
 which="${1:-all}"
 seconds="${2:-60}"
-FUZZ_BUILD="${MORVEL_FUZZ_BUILD_DIR:-$BUILD-fuzz}"
+FUZZ_BUILD="$SANITIZE_BUILD"
 [ "$which" = all ] && run=("${TARGETS[@]}") || run=("$which")
 
-install_missing
-CC=clang CXX=clang++ cmake -S "$ROOT" -B "$FUZZ_BUILD" -DCMAKE_BUILD_TYPE=Release \
-  -DMORVEL_FUZZ=ON -DMORVEL_SANITIZE=ON -DMORVEL_TESTS=OFF -DMORVEL_BENCH=OFF >/dev/null
+[ -n "${MORVEL_SKIP_INSTALL:-}" ] || install_missing
+configure_sanitize
 cmake --build "$FUZZ_BUILD" -j "$JOBS" --target "${run[@]/#/fuzz_}"
-
-export ASAN_OPTIONS="${ASAN_OPTIONS:-abort_on_error=1:detect_leaks=1}"
-export LSAN_OPTIONS="${LSAN_OPTIONS:-suppressions=$ROOT/scripts/lsan.supp:print_suppressions=0}"
-export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+sanitizer_env
 mkdir -p "$FUZZ_BUILD/fuzz-crashes"
 
 fuzz_one() {
