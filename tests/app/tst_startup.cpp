@@ -66,7 +66,6 @@ class TestStartup : public QObject {
         QCOMPARE(ticksDuringMessages, QList<modGame::Long>{0});
         QVERIFY(!modGame::Ready());
         QCOMPARE(w->tmrGame().interval(), 1); // start-up stopped before setting the speed
-        QVERIFY(w->tmrGame().isActive());
         QTest::qWait(50);
         QCOMPARE(modGame::TickCount, 0);
     }
@@ -88,16 +87,7 @@ class TestStartup : public QObject {
         QCOMPARE(w->tmrGame().interval(), 50);
         w->show();
         QTRY_VERIFY_WITH_TIMEOUT(modGame::TickCount >= 5, 3000);
-        QCOMPARE(modGame::TitleReady, runtime::True);
-        QCOMPARE(modGame::Bullets, runtime::Integer(10));
         QCOMPARE(modGame::BirdsLeft, runtime::Integer(1));
-    }
-
-    void cleanupTestCase() {
-        runtime::SetMsgBoxHook({});
-        runtime::SetInputBoxHook({});
-        runtime::SetEndHook({});
-        runtime::SetAppPath({});
     }
 };
 
