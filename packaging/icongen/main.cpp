@@ -9,7 +9,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-#include <QPainterPath>
 #include <algorithm>
 #include <cstdio>
 
@@ -32,13 +31,9 @@ QImage drawScalable(int size) {
 
     p.setPen(QPen(Qt::black, stroke, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
     p.setBrush(Qt::NoBrush);
-    QPainterPath wings;
-    wings.moveTo(3.5 * u, 6.2 * u);
-    wings.quadTo(4.6 * u, 4.6 * u, 5.6 * u, 5.0 * u);
-    wings.quadTo(7.0 * u, 5.8 * u, 8.0 * u, 8.0 * u);
-    wings.quadTo(9.0 * u, 5.8 * u, 10.4 * u, 5.0 * u);
-    wings.quadTo(11.4 * u, 4.6 * u, 12.5 * u, 6.2 * u);
-    p.drawPath(wings);
+    const QPointF wings[] = {
+        {3.5 * u, 6 * u}, {5.5 * u, 5 * u}, {8 * u, 8 * u}, {10.5 * u, 5 * u}, {12.5 * u, 6 * u}};
+    p.drawPolyline(wings, 5);
 
     p.setPen(QPen(Qt::black, stroke, Qt::SolidLine, Qt::FlatCap));
     const double c = size / 2.0, edge = 0.5 * u, far = 15.5 * u;
