@@ -11,6 +11,8 @@ int main(int argc, char* argv[]) {
                                             .arg(runtime::App.Major)
                                             .arg(runtime::App.Minor)
                                             .arg(runtime::App.Revision));
+    // Lets the desktop match the window to the installed entry and its icon.
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.morvelbirds.MorvelBirds"));
     // The window lives until the program ends; it is never closed, only left through End.
     std::unique_ptr<frmBirds_Main> window;
     runtime::Guard([&] {
