@@ -1,28 +1,34 @@
 #pragma once
-// Small, recognisable asset files for the engine's tests: every picture is filled with a
-// colour of its own and every mask carries a tag pixel, so a test can tell which file a
-// memory bitmap was read from.
+// Asset files for the tests, each picture of one colour telling which file a bitmap came from.
+// On the loopback sound device a sound started stays playing until stopped.
 
-#include <QRgb>
-#include <QString>
+#include "DSound.h"
+#include "Sound.h"
+
 #include <QStringList>
 
 namespace TestAssets {
 
-// The relative names of every picture and sound the game reads.
-QStringList PictureNames();
-QStringList SoundNames();
+inline uint ColourOf(const QString& relativeName) {
+    return 0xFF000000u | (qHash(relativeName) & 0xFFFFFFu);
+}
 
-// Writes all of them (and cursor.ico) under dir/Graphics and dir/Sounds.
 void WriteAll(const QString& dir);
+// WriteAll, then points the program there, opens the sound device and collects message boxes.
+void Prepare(const QString& dir, QStringList& messages);
 
-// The colour that fills a picture's figure; the background's colour at a point.
-QRgb ColourOf(const QString& relativeName);
-QRgb BackgroundAt(int x, int y);
-// The one pixel of row 0 that a mask file has black, besides its figure.
-int MaskTagX(const QString& relativeName);
+inline bool Playing(const Sound& sound) {
+    const auto& r = DSound::SoundBuffers.at(static_cast<std::size_t>(sound.bufferIndex()));
+    return r.Buffer && (r.Buffer->GetStatus() & dx::DSBSTATUS_PLAYING) != 0;
+}
 
-// The figure of every bird and explosion frame: exactly the bird's hit box.
-inline constexpr int FigureLeft = 45, FigureRight = 98, FigureTop = 50, FigureBottom = 100;
+template <class Table> int CountPlaying(const Table& t) {
+    return int(std::count_if(t.begin(), t.end(), [](const auto& s) { return Playing(*s); }));
+}
+
+inline void SilenceAll() {
+    for (std::size_t i = 0; i < DSound::SoundBuffers.size(); ++i)
+        DSound::StopSoundBuffer(static_cast<runtime::Integer>(i));
+}
 
 } // namespace TestAssets
