@@ -1,56 +1,49 @@
 #pragma once
-// What every target shares: a headless application, a private directory, the input written
-// to a file there, and message boxes and the end of the program caught instead of shown.
+// Shared by the targets: a headless application, the input as a file in a private directory,
+// message boxes counted instead of shown, and a failed property reported as a crash.
 
 #include "runtime.h"
 
 #include <QApplication>
 #include <QFile>
 #include <QTemporaryDir>
-#include <cstdint>
 #include <cstdlib>
 
 namespace fuzz {
 
-inline QTemporaryDir& Dir() {
-    static QTemporaryDir dir;
-    return dir;
-}
+inline int messages = 0;
 
-inline int& Messages() {
-    static int count = 0;
-    return count;
-}
-
-// Once per process: the readers need an application object, and none may open a window.
-inline void Start() {
-    // Never destroyed: at exit it would outlive the statics of the readers it serves.
-    static QApplication* app = nullptr;
-    if (app) return;
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "fuzz";
-    static char* argv[] = {name, nullptr};
-    app = new QApplication(argc, argv);
-    if (!Dir().isValid()) std::abort();
-    runtime::SetAppPath(Dir().path());
-    runtime::SetMsgBoxHook([](const QString&, int) { ++Messages(); });
-    runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
-    // A reader must never end the program on bad input: that is a finding.
-    runtime::SetEndHook([] { std::abort(); });
+inline void Require(bool holds) {
+    if (!holds) std::abort();
 }
 
 inline QString Write(const char* name, const std::uint8_t* data, std::size_t size) {
-    const QString path = Dir().filePath(QString::fromLatin1(name));
-    QFile f(path);
-    if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate)) std::abort();
+    static QTemporaryDir dir;
+    static int argc = 1;
+    static char arg0[] = "fuzz", *argv[] = {arg0, nullptr};
+    static const bool started = [] {
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+        new QApplication(argc, argv); // never deleted: it would outlive the readers' statics
+        runtime::SetAppPath(dir.path());
+        runtime::SetMsgBoxHook([](const QString&, int) { ++messages; });
+        runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
+        runtime::SetEndHook([] { std::abort(); }); // ending the program on bad input is a finding
+        return dir.isValid();
+    }();
+    QFile f(dir.filePath(name));
+    Require(started && f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     f.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
-    return path;
+    return f.fileName();
 }
 
-// A property that must hold for every input; a failure is reported as a crash.
-inline void Require(bool holds) {
-    if (!holds) std::abort();
+// Runs a reader; false when it refused the input with the program's own error.
+template <class Read> bool Accepted(Read read) {
+    try {
+        read();
+        return true;
+    } catch (const runtime::RuntimeError&) {
+        return false;
+    }
 }
 
 } // namespace fuzz
