@@ -195,7 +195,7 @@ class Game:
         return found
 
     def differing(self, field):
-        """Bounding boxes of pixels that differ from the background, as a set of pixels."""
+        """Pixels of the field that differ from the background."""
         diff = []
         bg = self.background.data
         data = field.data
@@ -306,10 +306,13 @@ def title_checks(g):
         g.field()), 5)
     g.stamp("title")
     check(g.title_shown(field) == 1.0, "title banner drawn exactly with its top-left at (76, 13)")
-    demo = poll("the demonstration bird in full view",
-                lambda: [b for b in g.find_birds(g.field()) if 0 <= b[0] <= 460], 15)
-    field = g.field()
-    birds = g.find_birds(field)
+    def in_full_view():
+        f = g.field()
+        birds = g.find_birds(f)
+        return (f, birds) if any(0 <= b[0] <= 460 for b in birds) else None
+
+    field, birds = poll("the demonstration bird in full view", in_full_view, 15)
+    demo = birds
     tx, ty = TITLE_AT
     strays = [(x, y) for x, y in g.differing(field)
               if not (tx <= x < tx + g.title.w and ty <= y < ty + g.title.h)
@@ -369,10 +372,13 @@ def aim_and_hit(g, timeout, button=1):
         if not (0 <= aim[0] < FIELD_W and 0 <= aim[1] < FIELD_H):
             continue
         g.shoot(*aim, button)
+        # The explosion is drawn where the bird was hit, then falls and drifts a little.
+        bx, by = aim[0] - 71, aim[1] - 75
         seen = None
         stop = time.monotonic() + 0.8
         while time.monotonic() < stop and not seen:
-            seen = g.find_explosions(g.field())
+            seen = [e for e in g.find_explosions(g.field())
+                    if abs(e[0] - bx) <= 60 and -20 <= e[1] - by <= 80]
         if seen:
             return aim, seen
     return None
