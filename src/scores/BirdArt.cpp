@@ -9,11 +9,12 @@ namespace birdart {
 
 namespace {
 
-const QColor Ink(26, 10, 38);
-const QColor BodyDark(62, 24, 92);
-const QColor BodyLight(128, 72, 170);
-const QColor Belly(196, 164, 222);
-const QColor Beak(246, 166, 35);
+// The same red bird that flies in the game.
+const QColor Ink(36, 4, 8);
+const QColor BodyDark(138, 16, 24);
+const QColor BodyLight(232, 58, 48);
+const QColor Belly(242, 138, 74);
+const QColor Beak(255, 187, 34);
 const QColor EyeRed(214, 18, 18);
 const QColor Gold(240, 190, 40);
 
