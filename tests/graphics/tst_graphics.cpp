@@ -122,7 +122,7 @@ class TestGraphics : public QObject {
         };
         for (auto [bpp, w, h, n] :
              {std::array{1, 11, 3, 2}, {4, 5, 3, 16}, {8, 6, 2, 3}, {8, 5, -3, 9}}) {
-            auto index = [n](int x, int y) { return quint32((x * 3 + y) % n); };
+            auto index = [n = n](int x, int y) { return quint32((x * 3 + y) % n); };
             add(QString("%1-bit %2").arg(bpp).arg(h < 0 ? "top-down" : ""), w, h,
                 bmpFile(w, h, bpp, 0, palette(n), rows(w, h, bpp, index), n),
                 [&](int x, int y) { return colour(index(x, y)); });

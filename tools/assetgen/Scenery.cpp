@@ -11,7 +11,6 @@
 
 namespace {
 
-constexpr double Pi = std::numbers::pi;
 
 // A ridge line made of a few sines, sampled across the picture and closed at the bottom.
 QPainterPath Ridge(double base, std::initializer_list<std::array<double, 3>> waves, int width,
