@@ -7,7 +7,6 @@
 #include <QPainterPath>
 #include <QRadialGradient>
 #include <cmath>
-#include <numbers>
 
 namespace {
 
