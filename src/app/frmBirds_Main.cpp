@@ -110,7 +110,13 @@ frmBirds_Main::frmBirds_Main(QWidget* parent) : QMainWindow(parent) {
 
     connectHandlers();
     modSound::SoundOwner = this;
-    frmGameOver::instance().ScoreSource = [] { return modGame::Score; };
+    // The game-over dialog's Close hands the score on as Stop does.
+    frmGameOver::instance().OfferScore = [this] {
+        const qint32 finalScore = modGame::Score;
+        NewHighScore(finalScore);
+        displayScores();
+        showHiScores();
+    };
 
     runtime::Guard([this] { Form_Load(); });
 }

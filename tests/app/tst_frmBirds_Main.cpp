@@ -1,5 +1,7 @@
 #include "frmBirds_Main.h"
 #include "frmExit.h"
+#include "frmGameOver.h"
+#include "frmHiScores.h"
 #include "modGame.h"
 
 #include <QLabel>
@@ -32,6 +34,15 @@ class TestMainWindow : public QObject {
         });
         open();
         return seen;
+    }
+    // Logs the modal window shown a moment later and answers it; a wrong one is just hidden.
+    QStringList log;
+    void whenModal(QWidget* expected, std::function<void()> answer) {
+        QTimer::singleShot(300, [=, this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            log << (modal ? modal->windowTitle() : "none");
+            modal == expected ? answer() : modal ? modal->hide() : void();
+        });
     }
     // A running game, no bird in the air, a full gun.
     void freshGame() {
@@ -169,6 +180,46 @@ class TestMainWindow : public QObject {
         const modGame::Long after = modGame::TickCount;
         QTRY_VERIFY_WITH_TIMEOUT(modGame::TickCount > after + 3, 2000);
         QVERIFY(messages.isEmpty());
+    }
+
+    void gameOver_data() {
+        QTest::addColumn<int>("score");
+        QTest::addColumn<bool>("closeBox");
+        QTest::addColumn<QString>("expected");
+        QTest::addRow("high") << 700 << false
+                              << "Game Over!;prompt Enter Name:;High Scores;1.Ace 700";
+        QTest::addRow("low") << 0 << false << "Game Over!;High Scores;1.No One 0";
+        QTest::addRow("close box") << 5000 << true << "Game Over!;none";
+    }
+    // The game-over dialog's Close offers the final score to the table the main window keeps.
+    void gameOver() {
+        QFETCH(int, score);
+        QFETCH(bool, closeBox);
+        QFETCH(QString, expected);
+        frmGameOver& go = frmGameOver::instance();
+        frmHiScores& hs = frmHiScores::instance();
+        log = {};
+        runtime::SetInputBoxHook([this](const QString& prompt, const QString&) {
+            // The prompt comes after the game-over dialog has gone, before the table shows.
+            const bool covered =
+                frmGameOver::instance().isVisible() || frmHiScores::instance().isVisible();
+            log << "prompt " + prompt + (covered ? " covered" : "");
+            return QString("Ace");
+        });
+        hs.mnuReset_Click(); // a fresh table
+        freshGame();
+        modGame::PauseGame(); // the ticks behind the dialogs leave a paused game's score alone
+        modGame::Score = score;
+        whenModal(&go, [&] {
+            whenModal(&hs, [&] {
+                log << hs.lblName[0]->text() + " " + hs.lblScore[0]->text();
+                hs.cmdClose->click();
+            });
+            closeBox ? (void)go.close() : go.cmdClose->click();
+        });
+        w->showGameOver();
+        QTRY_COMPARE(log.join(';'), expected);
+        QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
     }
 };
 

@@ -1,21 +1,15 @@
 #include "frmExit.h"
-#include "frmGameOver.h"
-#include "frmHiScores.h"
 #include "frmInfo.h"
 #include "runtime.h"
 
 #include <QLabel>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QtTest>
 
 class TestDialogs : public QObject {
     Q_OBJECT
 
-    frmGameOver& go = frmGameOver::instance();
-    frmHiScores& hs = frmHiScores::instance();
     frmExit& ex = frmExit::instance();
-    QTemporaryDir dir;
     QStringList log;
     int ended = 0;
 
@@ -30,42 +24,9 @@ class TestDialogs : public QObject {
 
   private slots:
     void init() {
-        runtime::SetAppPath(dir.path());
         log = {};
         ended = 0;
-        runtime::SetInputBoxHook([this](const QString& prompt, const QString&) {
-            // The prompt comes after the game-over dialog has gone, before the table shows.
-            log << "prompt " + prompt + (go.isVisible() || hs.isVisible() ? " covered" : "");
-            return QString("Ace");
-        });
         runtime::SetEndHook([this] { ++ended; });
-        hs.mnuReset_Click(); // a fresh table
-    }
-
-    void gameOver_data() {
-        QTest::addColumn<int>("score");
-        QTest::addColumn<bool>("closeBox");
-        QTest::addColumn<QString>("expected");
-        QTest::addRow("high") << 700 << false
-                              << "Game Over!;prompt Enter Name:;High Scores;1.Ace 700";
-        QTest::addRow("low") << 0 << false << "Game Over!;High Scores;1.No One 0";
-        QTest::addRow("close box") << 5000 << true << "Game Over!;none";
-    }
-    void gameOver() {
-        QFETCH(int, score);
-        QFETCH(bool, closeBox);
-        QFETCH(QString, expected);
-        go.ScoreSource = [score] { return qint32(score); };
-        whenModal(&go, [&] {
-            whenModal(&hs, [&] {
-                log << hs.lblName[0]->text() + " " + hs.lblScore[0]->text();
-                hs.cmdClose->click();
-            });
-            closeBox ? (void)go.close() : go.cmdClose->click();
-        });
-        go.exec();
-        QTRY_COMPARE(log.join(';'), expected);
-        QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
     }
 
     void exit_data() {
