@@ -1,5 +1,7 @@
 #include "frmBirds_Main.h"
 
+#include "Form.h"
+
 #include <QAction>
 #include <QActionGroup>
 #include <QApplication>
@@ -13,10 +15,7 @@
 
 namespace {
 
-// The window was laid out at 12 twips a pixel.
-constexpr int px(int twips) {
-    return twips / 12;
-}
+using form::px;
 
 constexpr int ToolbarHeight = 336;
 constexpr int StatusBarHeight = 360;
