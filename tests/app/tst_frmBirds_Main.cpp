@@ -138,17 +138,33 @@ class TestMainWindow : public QObject {
         QTest::mousePress(w->statusBar(), Qt::LeftButton, {}, QPoint(50, 10));
         QTest::mousePress(w->findChild<QWidget*>("lblBirds"), Qt::RightButton);
         QCOMPARE(modGame::Bullets, 7);
-        // Whether a shot at (x, y) hits the bird at (100, 100): x 145 to 198, y 150 to 200.
-        auto hits = [&](double x, double y) {
+        // A bird flown into the field until its corner lies on even pixels, where each half
+        // below rounds to the even side of a box edge. Its steps are whole pixels of a fixed
+        // size, so only a bird entering on an even row (every entry column is even) gets there.
+        freshGame();
+        clsBird& bird = *modGame::Birds[0];
+        do {
+            bird.Zero();
+            bird.appear();
+        } while (bird.posY() % 2 != 0);
+        const auto placed = [&] {
+            return bird.posX() >= 0 && bird.posX() <= 400 && bird.posY() >= 0 &&
+                   bird.posY() <= 290 && bird.posX() % 2 == 0 && bird.posY() % 2 == 0;
+        };
+        for (int i = 0; i < 10000 && !placed(); ++i)
+            bird.move();
+        QVERIFY(placed());
+        const clsBird there = bird;
+        // Whether a shot at the bird's corner plus (dx, dy) hits: dx 45 to 98, dy 50 to 100.
+        auto hits = [&](double dx, double dy) {
             freshGame();
-            modGame::Birds[0]->State = clsBird::Flying;
-            modGame::Birds[0]->PosX = modGame::Birds[0]->PosY = 100;
+            bird = there;
             const modGame::Long score = modGame::Score;
-            emit w->picScreen().MouseDown(2, 0, x, y);
+            emit w->picScreen().MouseDown(2, 0, there.posX() + dx, there.posY() + dy);
             return modGame::Score == score + 50;
         };
-        QVERIFY(hits(198.5, 160) && hits(160, 149.5));                        // to 198, 150
-        QVERIFY(!hits(144.5, 160) && !hits(199.5, 160) && !hits(160, 200.6)); // 144, 200, 201
+        QVERIFY(hits(98.5, 60) && hits(60, 49.5));                       // to 98, 50
+        QVERIFY(!hits(44.5, 60) && !hits(99.5, 60) && !hits(60, 100.6)); // 44, 100, 101
     }
 
     void closeRequestIsTurnedIntoTheExitQuestion() {
