@@ -4,6 +4,8 @@
 
 #include <QApplication>
 #include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
 #include <QSignalSpy>
 #include <QTest>
 #include <cmath>
@@ -51,8 +53,42 @@ class TestHiDpi : public QObject {
             QCOMPARE(QPointF(spy[i][2].toDouble(), spy[i][3].toDouble()), QPointF(pixels[i / 3]));
     }
 
-    void everyFieldPixelIsAUniformBlock() {
-        const QImage shown = box.grab().toImage().convertToFormat(QImage::Format_RGB32);
+    void everyFieldPixelIsAUniformBlock() { compareBlocks(box.grab().toImage()); }
+
+    // A transfer repaints only what it wrote, and that repaint leaves the whole shown right.
+    void aChangedPartRepaintsRight() {
+        QImage shown = box.grab().toImage();
+        PaintRegions repainted;
+        box.installEventFilter(&repainted);
+        QImage patch(37, 23, QImage::Format_RGB32);
+        patch.fill(0xFF102030u);
+        const gdi::HDC from = gdi::CreateSurfaceDC(&patch);
+        for (QPoint at : {QPoint(123, 45), QPoint(-7, 390), QPoint(580, -5)}) {
+            gdi::BitBlt(box.hDC(), at.x(), at.y(), 37, 23, from, 0, 0, gdi::SRCCOPY);
+            QPainter(&field).drawImage(at, patch);
+        }
+        gdi::DeleteDC(from);
+        QVERIFY(QTest::qWaitFor([&] { return !repainted.seen.isEmpty(); }));
+        box.removeEventFilter(&repainted);
+        int area = 0;
+        for (const QRect& r : repainted.seen)
+            area += r.width() * r.height();
+        QVERIFY(area < box.width() * box.height() / 20);
+        box.render(&shown, repainted.seen.boundingRect().topLeft(), repainted.seen);
+        compareBlocks(shown);
+    }
+
+  private:
+    struct PaintRegions : QObject {
+        QRegion seen;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() == QEvent::Paint) seen += static_cast<QPaintEvent*>(e)->region();
+            return false;
+        }
+    };
+
+    void compareBlocks(const QImage& image) {
+        const QImage shown = image.convertToFormat(QImage::Format_RGB32);
         for (int i = 0; i < 600 * 400 * k * k; ++i) {
             const int x = i / (k * k) % 600, y = i / (k * k) / 600;
             if (shown.pixel(origin + k * x + i % k, origin + k * y + i / k % k) !=

@@ -57,6 +57,8 @@ class PictureBox : public QWidget {
     void fitToSurface();
     // Widget units per surface pixel.
     double viewScale() const;
+    // Where surface pixels show, in widget units.
+    QRect shownRect(const QRect& pixels) const;
 
     QImage surface_;
     gdi::HDC dc_ = 0;
