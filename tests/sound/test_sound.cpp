@@ -193,6 +193,27 @@ class TestSound : public QObject {
         }
     }
 
+    // A real device stops mixing while nothing plays; a play starts it again at once, and it
+    // stops once the last sound has played out.
+    void aQuietDevicePausesItsMixer() {
+        if (qgetenv("ALSOFT_DRIVERS") != "null") QSKIP("needs OpenAL's null driver, as CTest sets");
+        dx::test::UseLoopbackDevice(std::nullopt);
+        DSound::InitDirectSound(4321);
+        a.load("\\Sounds\\fire.wav");
+        const dx::DirectSound& device = *DSound::SoundDevice;
+        dx::DirectSoundBuffer& fired = *DSound::SoundBuffers[0].Buffer;
+        QVERIFY(!device.mixing());
+        modSound::PlayEffect(a);
+        QVERIFY(device.mixing());
+        QVERIFY(QTest::qWaitFor([&] { return fired.GetCurrentPosition() > 0; }, 1000));
+        QVERIFY(QTest::qWaitFor([&] { return !device.mixing(); }, 3000));
+        fired.Play(dx::DSBPLAY_LOOPING); // never ends by itself
+        QTest::qWait(1500);
+        QVERIFY(device.mixing());
+        modSound::StopEffect(a);
+        QVERIFY(QTest::qWaitFor([&] { return !device.mixing(); }, 3000));
+    }
+
     void noDeviceReportsAndEnds() {
         dx::test::UseLoopbackDevice(std::nullopt);
         dx::test::OverrideDeviceName("no such device");

@@ -119,6 +119,7 @@ std::shared_ptr<Device> openDefault() {
     ALCint rate = 0;
     alcGetIntegerv(device->device, ALC_FREQUENCY, 1, &rate);
     device->rate = rate;
+    device->pauseWhileQuiet();
     return device;
 }
 
@@ -127,6 +128,7 @@ std::shared_ptr<Device> openDefault() {
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
     auto device = loopbackFormat() ? openLoopback(*loopbackFormat()) : openDefault();
+    device->watchForQuietFromNowOn();
     device->makeCurrent();
     if (!alIsExtensionPresent("AL_EXT_FLOAT32"))
         fail(DSERR_NODRIVER, QStringLiteral("The sound device cannot play float samples"));
@@ -191,6 +193,10 @@ bool DirectSound::isLoopback() const {
 }
 int DirectSound::sampleRate() const {
     return device_->rate;
+}
+
+bool DirectSound::mixing() const {
+    return !device_->paused;
 }
 
 int DirectSound::mixerRefresh() const {

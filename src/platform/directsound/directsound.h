@@ -127,6 +127,8 @@ class DirectSound {
     int sampleRate() const;
     // Mixer updates per second the device settled on.
     int mixerRefresh() const;
+    // False while the device is paused because nothing plays.
+    bool mixing() const;
 
   private:
     std::shared_ptr<Device> device_;

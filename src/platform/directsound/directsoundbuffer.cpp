@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <algorithm>
 
 namespace dx {
 
@@ -60,10 +61,15 @@ DirectSoundBuffer::DirectSoundBuffer(std::shared_ptr<Device> device,
     if (channels == 2) alSourcei(d_->source, AL_DIRECT_CHANNELS_SOFT, AL_TRUE);
     alSourcei(d_->source, AL_BUFFER, static_cast<ALint>(d_->buffer));
     checkAl("attach a buffer", fileName);
+    d_->device->voices.push_back({d_->source, d_->frames, d_->rate});
 }
 
 DirectSoundBuffer::~DirectSoundBuffer() {
     if (alcGetCurrentContext() != d_->device->context) alcMakeContextCurrent(d_->device->context);
+    auto& voices = d_->device->voices;
+    voices.erase(std::remove_if(voices.begin(), voices.end(),
+                                [this](const Voice& v) { return v.source == d_->source; }),
+                 voices.end());
     if (d_->source) alDeleteSources(1, &d_->source);
     if (d_->buffer) alDeleteBuffers(1, &d_->buffer);
     alGetError();
@@ -109,12 +115,14 @@ void DirectSoundBuffer::Play(Long flags) {
     const ALint state = d_->state();
     // Playing again must not restart: OpenAL would, the device goes on where it is.
     if (state != AL_PLAYING) {
+        d_->device->wake();
         if (state != AL_PAUSED && d_->pendingFrame > 0)
             alSourcei(d_->source, AL_SAMPLE_OFFSET, d_->pendingFrame);
         alSourcePlay(d_->source);
         d_->pendingFrame = 0;
     }
     checkAl("play", d_->fileName);
+    d_->device->watchForQuiet();
     if (!d_->notify.empty() && QCoreApplication::instance()) {
         if (!d_->watch) {
             d_->watch = std::make_unique<QTimer>();
