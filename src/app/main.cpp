@@ -1,3 +1,4 @@
+#include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 #include "runtime.h"
 
@@ -5,6 +6,8 @@
 #include <memory>
 
 int main(int argc, char* argv[]) {
+    // The sound device and the asset files are read on a second thread while the toolkit starts.
+    auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
@@ -17,6 +20,7 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<frmBirds_Main> window;
     runtime::Guard([&] {
         window = std::make_unique<frmBirds_Main>();
+        prefetch.reset();
         window->show();
     });
     int result = 0;

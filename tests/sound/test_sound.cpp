@@ -164,6 +164,14 @@ class TestSound : public QObject {
             DSound::PlaySoundBuffer(load("enc.wav"));
             const auto got = render(6000);
             QVERIFY2(maxDiff(got, want) <= tolerance, qPrintable(QString::number(format, 16)));
+            // Exactly the floats libsndfile reads, whatever form the buffer keeps them in.
+            SF_INFO info{};
+            SNDFILE* f = sf_open(QFile::encodeName(path("enc.wav")).constData(), SFM_READ, &info);
+            QVERIFY(f);
+            std::vector<float> read(size_t(info.frames * channels));
+            QCOMPARE(sf_readf_float(f, read.data(), info.frames), info.frames);
+            sf_close(f);
+            QCOMPARE(maxDiff(got, read), 0.0f);
             QCOMPARE(peak(got, want.size() + 1024 * size_t(channels)), 0.0f); // once, then silence
         }
     }

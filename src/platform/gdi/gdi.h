@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <vector>
 
 namespace gdi {
 
@@ -47,6 +48,14 @@ HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)>
 // Reads a bitmap file into RGB32 with full intensity kept in every depth; a null image
 // when the file is missing, unreadable or not a bitmap.
 QImage ReadBitmapFile(const QString& fileName);
+
+// Start-up reads the same pictures every time, and a second thread can decode them while the
+// first starts the toolkit: announce the files, run PrefetchBitmapFiles on the second thread,
+// and ReadBitmapFile takes each picture from it (or reads the file itself when it comes first).
+// Drop ends it, once start-up has read what it needs.
+void AnnounceBitmapFiles(const std::vector<QString>& fileNames);
+void PrefetchBitmapFiles();
+void DropPrefetchedBitmapFiles();
 
 // The surface a device context reads and writes; nullptr when it has none.
 QImage* SurfaceOf(HDC dc);
