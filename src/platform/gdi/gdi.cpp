@@ -255,6 +255,13 @@ std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std
     // Parts of a whole copy may overlap; copying a pixel twice leaves it the same.
     for (const QRect& part : written) {
         const std::int64_t sx = SX + (part.x() - X), sy = SY + (part.y() - Y);
+        if (op == copyRow && part.x() == 0 && sx == 0 && part.width() * 4 == dStride &&
+            dStride == sStride) {
+            // Whole rows of two surfaces of one width: one block.
+            std::memcpy(dBits + part.y() * dStride, sBits + sy * sStride,
+                        static_cast<std::size_t>(part.height() * dStride));
+            continue;
+        }
         for (int r = 0; r < part.height(); ++r) {
             auto* dRow =
                 reinterpret_cast<std::uint32_t*>(dBits + (part.y() + r) * dStride) + part.x();
