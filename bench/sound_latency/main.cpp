@@ -243,7 +243,10 @@ int main(int argc, char** argv) {
         }
         return latencies;
     };
-    const std::vector<double> afterSilence = measure(true);
+    // Not every device pauses (OpenAL's wave writer never does).
+    idle(std::chrono::seconds(3), [] { return !DSound::SoundDevice->mixing(); });
+    const bool pauses = !DSound::SoundDevice->mixing();
+    const std::vector<double> afterSilence = pauses ? measure(true) : std::vector<double>{};
     modSound::PlayEffect(hum1);
     const std::vector<double> duringSound = measure(false);
     modSound::StopEffect(hum1);
@@ -261,6 +264,10 @@ int main(int argc, char** argv) {
     for (auto [what, got] : {std::pair{"after silence", afterSilence},
                              std::pair{"during other sounds", duringSound}}) {
         std::sort(got.begin(), got.end());
+        if (got.empty() && what == std::string("after silence") && !pauses) {
+            std::printf("%s: not measured, the device never paused\n", what);
+            continue;
+        }
         if (got.empty()) {
             std::printf("%s: no sound detected\n", what);
             heardAll = false;

@@ -14,8 +14,12 @@ constexpr int kLoopCheckMs = 1000;
 } // namespace
 
 void Device::pauseWhileQuiet() {
-    // A loopback device renders only when asked and has no mixer of its own to pause.
-    if (loopback || !alcIsExtensionPresent(device, "ALC_SOFT_pause_device")) return;
+    // A loopback device renders only when asked and has no mixer of its own to pause. The wave
+    // writer of OpenAL Soft 1.19 rewrites its file's header when it stops and goes on writing
+    // the sound there, over the header, when it starts again.
+    if (loopback || !alcIsExtensionPresent(device, "ALC_SOFT_pause_device") ||
+        qstrcmp(alcGetString(device, ALC_ALL_DEVICES_SPECIFIER), "Wave File Writer") == 0)
+        return;
     pauseMixer =
         reinterpret_cast<LPALCDEVICEPAUSESOFT>(alcGetProcAddress(device, "alcDevicePauseSOFT"));
     resumeMixer =
