@@ -261,8 +261,10 @@ int main(int argc, char** argv) {
     std::printf("method %s, device %d Hz, mixer %d updates/s (%d frames, %.1f ms)\n",
                 method.c_str(), rate, hz, hz ? rate / hz : 0, hz ? 1000.0 / hz : 0.0);
     bool heardAll = true;
-    for (auto [what, got] : {std::pair{"after silence", afterSilence},
-                             std::pair{"during other sounds", duringSound}}) {
+    for (const auto& series : {std::pair{"after silence", afterSilence},
+                               std::pair{"during other sounds", duringSound}}) {
+        const char* what = series.first;
+        std::vector<double> got = series.second;
         std::sort(got.begin(), got.end());
         if (got.empty() && what == std::string("after silence") && !pauses) {
             std::printf("%s: not measured, the device never paused\n", what);

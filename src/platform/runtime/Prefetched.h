@@ -60,7 +60,8 @@ template <class T, bool Shared> class Prefetched {
     // Start-up is over: what is left goes, and later reads do their own work.
     void clear() {
         std::unique_lock g(lock_);
-        for (auto& [name, e] : entries_) {
+        for (auto& entry : entries_) {
+            Entry& e = entry.second;
             made_.wait(g, [&] { return e.state != State::Making; });
             e = Entry{State::Reader, std::nullopt};
         }
