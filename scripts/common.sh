@@ -14,6 +14,8 @@ PACKAGES=(
   xvfb xauth xdotool imagemagick x11-utils sox python3
   clang libclang-rt-14-dev
   appstream desktop-file-utils dpkg-dev file
+  mandoc lintian devscripts
+  sway wtype grim qt6-wayland
 )
 
 install_missing() {
