@@ -27,7 +27,8 @@ inline QString Write(const char* name, const std::uint8_t* data, std::size_t siz
         runtime::SetAppPath(dir.path());
         runtime::SetMsgBoxHook([](const QString&, int) { ++messages; });
         runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
-        runtime::SetEndHook([] { std::abort(); }); // ending the program on bad input is a finding
+        runtime::SetEndHook(
+            [](int) { std::abort(); }); // ending the program on bad input is a finding
         return dir.isValid();
     }();
     QFile f(dir.filePath(name));
