@@ -14,6 +14,7 @@ PACKAGES=(
   xvfb xauth xdotool imagemagick x11-utils sox python3
   clang libclang-rt-14-dev
   appstream desktop-file-utils dpkg-dev file
+  strace
 )
 
 install_missing() {
