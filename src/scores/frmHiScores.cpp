@@ -11,6 +11,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QVBoxLayout>
 
 namespace {
@@ -112,10 +113,7 @@ void frmHiScores::locked(const std::function<void()>& work) {
     } catch (const runtime::RuntimeError& e) {
         saveBlocked = e;
     }
-    struct Unlocked {
-        std::optional<runtime::RuntimeError>& failure;
-        ~Unlocked() { failure.reset(); }
-    } unlocked{saveBlocked};
+    const auto unlocked = qScopeGuard([this] { saveBlocked.reset(); });
     work();
 }
 
