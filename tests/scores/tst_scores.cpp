@@ -215,31 +215,6 @@ class TestScores : public QObject {
         QCOMPARE(hs.HiScores[0], (ScoreEntry{stored, score}));
     }
 
-    void saveKilledHalfWayLeavesLoadableFile() {
-        const ScoreTable tables[] = {tableOf({{"A fairly long name for the champion", 9000}}),
-                                     tableOf({{"A", 5}})};
-        scorefile::WriteHead(path(), encoded(tables[1])); // the old table, before any kill
-        for (int round = 0; round < 6; ++round) {
-            const pid_t child = ::fork();
-            QVERIFY(child >= 0);
-            if (child == 0) { // saves long and short tables without pause until killed
-                try {
-                    for (unsigned n = 0;; ++n)
-                        scorefile::WriteHead(path(), encoded(tables[n % 2]));
-                } catch (...) {
-                }
-                ::_exit(1);
-            }
-            QTest::qWait(15 + 11 * round);
-            ::kill(child, SIGKILL);
-            int status = 0;
-            QVERIFY(::waitpid(child, &status, 0) == child && WIFSIGNALED(status));
-            hs.LoadScores();
-            QVERIFY(hs.HiScores == tables[0] || hs.HiScores == tables[1]);
-        }
-        QVERIFY(messages.isEmpty());
-    }
-
     void resetFromMenuWritesTenNoOne() {
         hs.HiScores = tableOf({{"Ann", 900}, {"Bob", 800}});
         hs.HiScores[10] = {"spare", 3};
