@@ -14,7 +14,8 @@ int main(int argc, char* argv[]) {
     if (argc < 3) return 2;
     runtime::SetAppPath(QString::fromLocal8Bit(argv[1]));
     runtime::SetMsgBoxHook([](const QString& text, int style) {
-        std::printf("%s|%d\n", qPrintable(QString(text).replace("\r\n", " ").replace('\n', ' ')), style);
+        std::printf("%s|%d\n", qPrintable(QString(text).replace("\r\n", " ").replace('\n', ' ')),
+                    style);
         std::fflush(stdout);
     });
     const QString name = QString::fromLocal8Bit(argv[2]);
