@@ -16,6 +16,7 @@ PACKAGES=(
   appstream desktop-file-utils dpkg-dev file
   mandoc lintian devscripts
   sway wtype grim qt6-wayland
+  strace
 )
 
 install_missing() {
