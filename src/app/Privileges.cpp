@@ -35,7 +35,8 @@ std::string DropGroup() {
         return what + ": the groups did not change";
     // Only the superuser may take any group back; anyone else must not get this one again.
     if (::geteuid() != 0 && ::setegid(granted) == 0) {
-        ::setresgid(real, real, real);
+        // Whatever this second drop does, the program ends on the message.
+        [[maybe_unused]] const int again = ::setresgid(real, real, real);
         return what + ": it can be taken back";
     }
     return {};
