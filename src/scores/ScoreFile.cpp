@@ -24,6 +24,8 @@ constexpr runtime::Long ErrPermission = 70;
 constexpr runtime::Long ErrPathNotFound = 76;
 // A save takes milliseconds; a game that holds the lock longer has been stopped or hangs.
 constexpr auto LockWait = std::chrono::seconds(5);
+// Read and written only by the games that write the table (the owner and group games).
+constexpr mode_t JournalMode = 0660;
 // Far beyond eleven records of the longest names: anything longer is no journal of ours.
 constexpr off_t MaxJournal = 1 << 21;
 
@@ -82,9 +84,9 @@ std::string journalOf(const std::string& path) {
 
 // A regular file opened for reading and writing, never through a link, nor a device or pipe
 // put in its place; -1 with errno otherwise.
-int openRegular(const std::string& path, int create) {
+int openRegular(const std::string& path, int create, mode_t mode = 0666) {
     const int fd =
-        ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | create, 0666);
+        ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | create, mode);
     struct stat st;
     if (fd < 0 || (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode))) return fd;
     ::close(fd);
@@ -122,7 +124,7 @@ void release(const std::string& path) {
     const auto at = tables().find(path);
     Table& t = at->second;
     if (t.handedOver) {
-        ::flock(t.fd, LOCK_UN);
+        ::flock(t.journal >= 0 ? t.journal : t.fd, LOCK_UN);
         return;
     }
     for (int fd : {t.fd, t.journal})
@@ -192,8 +194,11 @@ void open(Table& t, const std::string& path) {
     checkWritable(target);
     t.fd = openRegular(target, O_CREAT);
     if (t.fd < 0) raise(errno);
-    t.journal = openRegular(target + "-journal", 0);
-    if (t.journal < 0 && errno != ENOENT) raise(errno);
+    // The journal carries the lock, so it is made at once, readable by its writers alone. A
+    // directory that takes no new file still lets the table be read; its saves then fail.
+    t.journal = openRegular(target + "-journal", O_CREAT, JournalMode);
+    if (t.journal < 0 && errno != ENOENT && errno != EACCES && errno != EPERM && errno != EROFS)
+        raise(errno);
 }
 
 Table& locked(const std::string& path) {
@@ -250,7 +255,9 @@ Lock::Lock(const QString& path) : path_(QFile::encodeName(path).toStdString()) {
     if (t.depth == 0) {
         try {
             if (!t.handedOver) open(t, path_);
-            lockFile(t.fd);
+            // On the journal, not the table: anyone may read the table and so lock it, while
+            // only the table's writers can open the journal.
+            lockFile(t.journal >= 0 ? t.journal : t.fd);
             if (const int err = recover(t)) raise(err);
         } catch (...) {
             release(path_);
@@ -279,7 +286,7 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
     if (const int err = recover(t)) raise(err);
     if (t.journal < 0) {
         if (t.handedOver) raise(ENOENT); // the shared directory takes no new file from a player
-        t.journal = openRegular(journalOf(name), O_CREAT);
+        t.journal = openRegular(journalOf(name), O_CREAT, JournalMode);
         if (t.journal < 0) raise(errno);
     }
     QByteArray old;
@@ -289,7 +296,8 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
     int err = writeAll(t.journal, EncodeJournal(record));
     if (!err) err = flush(t.journal);
     if (err) {
-        ::ftruncate(t.journal, 0); // the table is untouched; a torn record is never applied
+        // The table is untouched; a torn record left behind is never applied anyway.
+        [[maybe_unused]] const int cleared = ::ftruncate(t.journal, 0);
         raise(err);
     }
     err = writeAll(t.fd, head);

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The shared table as players meet it: installs the build as root into a prefix that everyone
-# can reach (program set-group-id games, table and journal root:games 0664), then two
+# can reach (program set-group-id games, table root:games 0664, journal 0660), then two
 # throw-away users play under Xvfb, one after the other and then at the same time. Each game
 # must have given the group up once its window shows, with its open files out of its player's
 # reach; after every save the table is still root:games 0664 with its inode, and holds every
@@ -24,7 +24,7 @@ prefix="$work/prefix"
 cmake --install "$1" --prefix "$prefix" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 table="$prefix/var/games/morvel-birds/scores.dat"
 shared() { stat -c '%U:%G %a %i' "$table" "$table-journal" | tr '\n' ' '; }
-before="$(shared)" expected="root:games 664 $(stat -c %i "$table") root:games 664"
+before="$(shared)" expected="root:games 664 $(stat -c %i "$table") root:games 660"
 [[ "$before" == "$expected"* ]] || fail "table and journal after install: $before"
 [ "$(stat -c '%U:%G %a' "$prefix/lib/games/morvel-birds/morvel-birds")" = "root:games 2755" ] ||
     fail "the program is not set-group-id games"

@@ -8,7 +8,9 @@
 #include <QTemporaryDir>
 #include <QtTest>
 #include <csignal>
+#include <fcntl.h>
 #include <optional>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
@@ -373,6 +375,22 @@ class TestScores : public QObject {
         QCOMPARE(readFile(), Fresh);
         QCOMPARE(started, "Run-time error '70':  " + locked + "|16\n");
         QCOMPARE(code, 1);
+    }
+
+    // Anyone may read the table, and so lock it; that holds no game up. The journal's mode
+    // keeps it to the table's writers.
+    void readersLockHoldsNoGameUp() {
+        hs.LoadScores();
+        const int reader = ::open(QFile::encodeName(path()), O_RDONLY | O_CLOEXEC);
+        QVERIFY(reader >= 0 && ::flock(reader, LOCK_EX | LOCK_NB) == 0);
+        answers << "Free";
+        hs.NewHighScore(30);
+        ::close(reader);
+        QVERIFY(messages.isEmpty());
+        hs.LoadScores();
+        QCOMPARE(hs.HiScores[0], (ScoreEntry{"Free", 30}));
+        QFileInfo journal(scorefile::JournalPath(path()));
+        QCOMPARE(int(journal.permissions() & (QFile::ReadOther | QFile::WriteOther)), 0);
     }
 
     // The file keeps its inode, owner, group, mode and links through saves and a reset.
