@@ -209,20 +209,29 @@ void PictureBox::paintEvent(QPaintEvent* event) {
                           : surface_.scaled(surface_.size() * k, Qt::IgnoreAspectRatio,
                                             Qt::FastTransformation);
     shown.setDevicePixelRatio(ratio);
-    const double at = std::round(b * ratio) / ratio;
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    const QPointF at = surfaceCorner(offset * ratio) / ratio - offset;
     p.fillRect(rect().adjusted(b, b, -b, -b), palette().color(QPalette::Window));
-    p.drawImage(QPointF(at, at), shown);
+    p.drawImage(at, shown);
 }
 
 void PictureBox::mousePressEvent(QMouseEvent* event) {
     const int button = buttonCode(event->button());
-    // The surface pixel under the cursor: whole pixels, since the game rounds what it gets.
-    const QPointF in = (event->position() - QPointF(borderWidth(), borderWidth())) / viewScale();
+    // The surface pixel under the cursor, counted in device pixels from where paintEvent put
+    // the surface; whole pixels, since the game rounds what it gets.
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    const QPointF device = (event->position() + offset) * devicePixelRatioF();
+    const QPointF in = (device - surfaceCorner(offset * devicePixelRatioF())) / pixelFactor();
     const QPointF at(std::floor(in.x() + 1e-6), std::floor(in.y() + 1e-6));
     // The border is not part of the area: presses on it report nothing.
     if (!button || at.x() < 0 || at.y() < 0 || at.x() >= ScaleWidth() || at.y() >= ScaleHeight())
         return;
     emit MouseDown(button, shiftCode(event->modifiers()), at.x(), at.y());
+}
+
+QPointF PictureBox::surfaceCorner(QPointF areaCorner) const {
+    const double b = borderWidth() * devicePixelRatioF();
+    return QPointF(std::round(areaCorner.x() + b), std::round(areaCorner.y() + b));
 }
 
 void PictureBox::resizeEvent(QResizeEvent* event) {
