@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
-windows, sound and scores.dat; E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
+windows, sound and scores.dat, then briefly again at QT_SCALE_FACTOR 1.25; E2E_SHOTS_DIR=DIR
+also saves screenshot-title/explosion.png."""
 import os, re, shutil, struct, subprocess, sys, tempfile, time
 
 W, H, TITLE_AT, MAIN, NAME = 600, 400, (76, 13), "The Morvel Bird Game", "Ada Lovebird"
