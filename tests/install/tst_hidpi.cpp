@@ -26,70 +26,60 @@ class TestHiDpi : public QObject {
     PictureBox& screen() { return w->picScreen(); }
     QRect in(const QWidget* c) { return QRect(c->mapTo(w.get(), QPoint(0, 0)), c->size()); }
 
-    // Each control where the laid-out twips put it, at the field's shown size: a laid-out
-    // pixel is as many device pixels as a field pixel. Places in the window's pixels, from
-    // the field's laid-out corner (0, 720), within a pixel; the last bar stops at the field.
+    // Each control where the laid-out twips put it, a laid-out pixel being as many device
+    // pixels as a field pixel: in window pixels from the field's laid-out corner (0, 720),
+    // within a pixel. The row stops above the field, the last bar at its right edge.
     void checkLayout() {
         const double ratio = w->devicePixelRatioF(), k = screen().pixelFactor();
+        const double unit = k / ratio / 12; // window pixels per twip
         const QRect f = in(&screen()), client = in(w->centralWidget());
-        const auto twips = [&](int pixels) { return int(std::lround(pixels * 12 * ratio / k)); };
-        const auto near = [&](QRect shown, QRectF laid, const QString& what) {
-            const QRectF want(QPointF(f.topLeft()) + laid.topLeft() * k / ratio / 12,
-                              laid.size() * k / ratio / 12);
-            const bool ok = std::abs(shown.x() - want.x()) <= 1 &&
-                            std::abs(shown.y() - want.y()) <= 1 &&
-                            std::abs(shown.right() + 1 - want.right()) <= 1 &&
-                            std::abs(shown.bottom() + 1 - want.bottom()) <= 1;
-            QString seen;
-            QDebug(&seen) << what << shown << "laid out" << want;
-            QVERIFY2(ok, qPrintable(seen));
-        };
-        // The field: its picture at k device pixels a pixel, inside a border of 2 pixels.
+        const int right = int(std::lround(f.width() / unit)), bottom = int(f.height() / unit);
         QCOMPARE(f.size(), QSize(int(std::ceil(600 * k / ratio - 1e-6)) + 4,
                                  int(std::ceil(400 * k / ratio - 1e-6)) + 4));
         const struct {
             const char* name;
             QRect laid;
-        } row[] = {{"lblSpeed", {0, 480, 612, 252}},      {"pbSpeed", {600, 480, 1452, 228}},
-                   {"lblBirds", {2160, 480, 492, 252}},   {"pbBirds", {2640, 480, 2172, 252}},
-                   {"lblBullets", {4920, 480, 612, 252}}, {"pbBullets", {5520, 480, 1752, 252}}};
-        for (const auto& c : row) {
+        } controls[] = {{"Toolbar", {0, -720, right, 336}},
+                        {"lblSpeed", {0, -240, 612, 240}},
+                        {"pbSpeed", {600, -240, 1452, 228}},
+                        {"lblBirds", {2160, -240, 492, 240}},
+                        {"pbBirds", {2640, -240, 2172, 240}},
+                        {"lblBullets", {4920, -240, 612, 240}},
+                        {"pbBullets", {5520, -240, right - 5520, 240}},
+                        {"StatusBar", {0, bottom, right, 360}}};
+        for (const auto& c : controls) {
             auto* control = w->findChild<QWidget*>(c.name);
-            QRect laid = c.laid.translated(0, -720);
-            laid.setBottom(std::min(laid.bottom(), -1));        // stops above the field
-            if (control == w->findChild<QWidget*>("pbBullets")) // and at the field's right edge
-                laid.setRight(twips(f.width()) - 1);
-            near(in(control), laid, c.name);
-            QVERIFY2(client.contains(in(control)), c.name);
-            if (auto* label = qobject_cast<QLabel*>(control))
-                QVERIFY2(label->fontMetrics().horizontalAdvance(label->text()) <= label->width(),
-                         c.name);
+            const QRect shown = in(control);
+            const QRectF want(QPointF(f.topLeft()) + QPointF(c.laid.topLeft()) * unit,
+                              QSizeF(c.laid.size()) * unit);
+            QString seen;
+            QDebug(&seen) << shown << "laid out" << want;
+            QVERIFY2(std::abs(shown.x() - want.x()) <= 1 && std::abs(shown.y() - want.y()) <= 1 &&
+                         std::abs(shown.right() + 1 - want.right()) <= 1 &&
+                         std::abs(shown.bottom() + 1 - want.bottom()) <= 1 &&
+                         QRect(QPoint(), w->size()).contains(shown),
+                     qPrintable(c.name + seen));
+            // No text is cut: labels and the score panels hold theirs.
+            QList<QLabel*> texts = control->findChildren<QLabel*>();
+            if (auto* label = qobject_cast<QLabel*>(control)) texts << label;
+            for (const QLabel* l : texts)
+                QVERIFY2(l->fontMetrics().horizontalAdvance(l->text()) <= l->width(), c.name);
         }
-        // The toolbar and the counter row span the field, the status bar lies under it, and
-        // the window is fitted around them.
-        auto* toolbar = w->findChild<QToolBar*>();
-        near(in(toolbar), QRect(0, -720, twips(f.width()), 336), "the toolbar");
-        QCOMPARE(in(toolbar).width(), f.width());
-        QCOMPARE(client, QRect(0, in(toolbar).bottom() + 1, f.width(),
-                               f.bottom() + 1 - in(toolbar).bottom() - 1));
-        const QRect status = in(w->statusBar());
-        near(status, QRect(0, twips(f.height()), twips(f.width()), 360), "the status bar");
-        QCOMPARE(status.top(), f.bottom() + 1);
-        QCOMPARE(status.width(), f.width());
-        QCOMPARE(w->size(), QSize(f.width(), status.bottom() + 1));
-        for (QLabel* panel : w->statusBar()->findChildren<QLabel*>())
-            QVERIFY(in(panel).intersected(status) == in(panel) &&
-                    panel->fontMetrics().horizontalAdvance(panel->text()) <= panel->width());
+        // The toolbar and the status bar span the field, the status bar right under it, and
+        // the window fitted around them.
+        QCOMPARE(in(w->findChild<QToolBar*>()).width(), f.width());
+        QCOMPARE(client.bottom(), f.bottom());
+        QCOMPARE(in(w->statusBar()).top(), f.bottom() + 1);
+        QCOMPARE(w->size(), QSize(f.width(), in(w->statusBar()).bottom() + 1));
         // Toolbar buttons of 23 x 22 laid-out pixels, left to right, inside the toolbar.
-        int right = 0;
-        for (int i = 1; i <= frmBirds_Main::ButtonCount; ++i) {
+        const auto* toolbar = w->findChild<QToolBar*>();
+        for (int i = 1, next = 0; i <= frmBirds_Main::ButtonCount; ++i) {
             const QRect b = in(toolbar->widgetForAction(w->Buttons(i)));
-            const QRectF want(0, 0, 23 * k / ratio, 22 * k / ratio);
-            QVERIFY2(std::abs(b.width() - want.width()) <= 1 &&
-                         std::abs(b.height() - want.height()) <= 1 && b.left() >= right &&
+            QVERIFY2(std::abs(b.width() - 276 * unit) <= 1 &&
+                         std::abs(b.height() - 264 * unit) <= 1 && b.left() >= next &&
                          in(toolbar).contains(b),
                      qPrintable(QString("button %1").arg(i)));
-            right = b.right() + 1;
+            next = b.right() + 1;
         }
     }
 
