@@ -8,7 +8,7 @@ import json, os, pwd, shutil, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from e2e_game import (MAIN, SHOTS, TITLE_AT, Game, Image, Sprite, aim_and_hit, check,  # noqa: E402
-                      poll, sh)
+                      edges, poll, sh)
 
 SKIP = 77
 OUTPUT = "X11-1"
@@ -209,15 +209,8 @@ def scaled(g, scale):
         time.sleep(0.5)
         g.origin = g.geometry(g.win)
     check(g.origin[2:] == size, f"scale {scale}: the window keeps its fitted size {size}")
-    # The edges of the field: a press on the border is no shot, one on its last pixel is.
     g.keys("alt+g", "g")
-    for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True)):
-        g.wait_bar("bullets", 0.97, 1, 6)
-        g.shoot(x, y)
-        time.sleep(0.3)
-        left = g.bar("bullets")
-        check((left < 0.95) == shot, f"scale {scale}: a press at field pixel ({x}, {y}) "
-              f"{'shoots' if shot else 'is on the border'} (bullets {left:.2f})")
+    edges(g, f"scale {scale}")
     g.keys("alt+g", "p")
 
 
