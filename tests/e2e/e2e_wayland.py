@@ -122,13 +122,15 @@ class WaylandGame(Game):
         ox, oy = self.origin[:2]
         self.click(x - ox + (left + width // 2) // 12, y - oy + (top + height // 2) // 12)
 
-    def locate(self):
-        self.win = self.window(MAIN, 15)
-        # sway places the window anew when it takes its fitted size
+    def settle(self, timeout=15):  # sway places the window anew when it resizes or moves it
+        self.win = self.window(MAIN, timeout)
         at = [None]
         poll("the window in place", lambda: at.__setitem__(0, self.geometry(self.win)) or
              (time.sleep(0.3) or self.geometry(self.win) == at[0]), 5)
         self.origin = at[0]
+
+    def locate(self):
+        self.settle()
         super().locate()
 
     def snapshot(self, name, shot):
@@ -205,9 +207,7 @@ def scaled(g, scale):
                                                    for i in range(len(rows))),
               f"scale {scale}: every field pixel a uniform {k} x {k} block")
     else:  # sway hands clients the next whole scale and shrinks what they draw itself
-        g.window(MAIN)
-        time.sleep(0.5)
-        g.origin = g.geometry(g.win)
+        g.settle()
     check(g.origin[2:] == size, f"scale {scale}: the window keeps its fitted size {size}")
     g.keys("alt+g", "g")
     edges(g, f"scale {scale}")
