@@ -5,7 +5,9 @@
 #include "runtime.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <cstdlib>
 
@@ -18,7 +20,10 @@ inline void Require(bool holds) {
 }
 
 inline QString Write(const char* name, const std::uint8_t* data, std::size_t size) {
-    static QTemporaryDir dir;
+    // In memory where the system has such a place: every score save flushes to the disk.
+    static QTemporaryDir dir(QFileInfo(QStringLiteral("/dev/shm")).isWritable()
+                                 ? QStringLiteral("/dev/shm/morvel-fuzz-XXXXXX")
+                                 : QDir::tempPath() + QStringLiteral("/morvel-fuzz-XXXXXX"));
     static int argc = 1;
     static char arg0[] = "fuzz", *argv[] = {arg0, nullptr};
     static const bool started = [] {
@@ -27,7 +32,8 @@ inline QString Write(const char* name, const std::uint8_t* data, std::size_t siz
         runtime::SetAppPath(dir.path());
         runtime::SetMsgBoxHook([](const QString&, int) { ++messages; });
         runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
-        runtime::SetEndHook([] { std::abort(); }); // ending the program on bad input is a finding
+        runtime::SetEndHook(
+            [](int) { std::abort(); }); // ending the program on bad input is a finding
         return dir.isValid();
     }();
     QFile f(dir.filePath(name));

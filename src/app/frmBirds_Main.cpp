@@ -55,6 +55,7 @@ void frmBirds_Main::connectHandlers() {
     auto guarded = [this](void (frmBirds_Main::*handler)()) {
         return [this, handler] { runtime::Guard([this, handler] { (this->*handler)(); }); };
     };
+    picScreen_->installEventFilter(this);
     connect(&tmrGame_, &QTimer::timeout, this, guarded(&frmBirds_Main::tmrGame_Timer));
     connect(picScreen_, &PictureBox::MouseDown, this,
             [this](int button, int shift, double x, double y) {
@@ -117,6 +118,12 @@ void frmBirds_Main::closeEvent(QCloseEvent* event) {
     runtime::Integer Cancel = runtime::False;
     const runtime::Integer UnloadMode = 0;
     runtime::Guard([&] { Form_QueryUnload(Cancel, UnloadMode); });
+}
+
+bool frmBirds_Main::eventFilter(QObject* watched, QEvent* event) {
+    // The field takes another size with a new picture or on a screen of another scale.
+    if (watched == picScreen_ && event->type() == QEvent::Resize) fitToPlayField();
+    return QMainWindow::eventFilter(watched, event);
 }
 
 void frmBirds_Main::tmrGame_Timer() {

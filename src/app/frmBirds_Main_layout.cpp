@@ -15,27 +15,13 @@
 
 namespace {
 
-using form::px;
-
 constexpr int ToolbarHeight = 336;
 constexpr int StatusBarHeight = 360;
 constexpr int RowTop = 480;
 constexpr int PlayFieldTop = 720;
-constexpr QSize ButtonSize(23, 22);
-
-// The client widget starts below the toolbar, so its tops are the laid-out tops less the
-// toolbar's height.
-QRect laidOut(int left, int top, int width, int height) {
-    return QRect(px(left), px(top) - px(ToolbarHeight), px(width), px(height));
-}
-
-// The counter row as laid out reaches one pixel into the play field's border; it stops
-// short so the whole field stays visible.
-QRect inRow(int left, int width, int height) {
-    QRect r = laidOut(left, RowTop, width, height);
-    r.setBottom(std::min(r.bottom(), px(PlayFieldTop) - px(ToolbarHeight) - 1));
-    return r;
-}
+constexpr int PlayFieldWidth = 7248, PlayFieldHeight = 4848;
+constexpr int ButtonWidth = 23 * form::TwipsPerPixel, ButtonHeight = 22 * form::TwipsPerPixel;
+constexpr int IconSize = ImageList::Size * form::TwipsPerPixel;
 
 struct ButtonLayout {
     const char* tag;
@@ -111,9 +97,7 @@ void frmBirds_Main::createToolbar() {
     Toolbar->setObjectName(QStringLiteral("Toolbar"));
     Toolbar->setMovable(false);
     Toolbar->setFloatable(false);
-    Toolbar->setIconSize(QSize(ImageList::Size, ImageList::Size));
     Toolbar->setToolButtonStyle(Qt::ToolButtonIconOnly);
-    Toolbar->setFixedHeight(px(ToolbarHeight));
     Toolbar->toggleViewAction()->setVisible(false);
     addToolBar(Qt::TopToolBarArea, Toolbar);
 
@@ -124,9 +108,7 @@ void frmBirds_Main::createToolbar() {
         const ButtonLayout& laid = ButtonsLaidOut[i];
         QAction* button = nullptr;
         if (!laid.tag) {
-            auto* gap = new QWidget(Toolbar);
-            gap->setFixedSize(ButtonSize);
-            button = Toolbar->addWidget(gap);
+            button = Toolbar->addWidget(new QWidget(Toolbar));
         } else {
             button = new QAction(ImageList_.icon(laid.image), QString(), Toolbar);
             button->setToolTip(QLatin1String(laid.toolTip));
@@ -136,7 +118,6 @@ void frmBirds_Main::createToolbar() {
             button->setCheckable(true);
             if (laid.grouped) ButtonGroup->addAction(button);
             Toolbar->addAction(button);
-            if (QWidget* w = Toolbar->widgetForAction(button)) w->setFixedSize(ButtonSize);
         }
         button->setProperty("Position", i + 1);
         Buttons_[i] = button;
@@ -149,29 +130,24 @@ void frmBirds_Main::createControls() {
     Client->setObjectName(QStringLiteral("Client"));
     setCentralWidget(Client);
 
-    const QFont labelFont = boldFont(7.8);
-    auto label = [&](const QString& caption, const char* name, QRect geometry) {
+    auto label = [&](const QString& caption, const char* name) {
         auto* l = new QLabel(caption, Client);
         l->setObjectName(QLatin1String(name));
-        l->setFont(labelFont);
         l->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-        l->setGeometry(geometry);
         return l;
     };
-    auto progress = [&](const char* name, QRect geometry) {
+    auto progress = [&](const char* name) {
         auto* b = new QProgressBar(Client);
         b->setObjectName(QLatin1String(name));
         b->setRange(0, 100);
         b->setValue(0);
         b->setTextVisible(false);
-        b->setGeometry(geometry);
         return b;
     };
 
     // Back to front, as laid out: the buffer under the play field.
     PicBuffer_ = new PictureBox(Client);
     PicBuffer_->setObjectName(QStringLiteral("PicBuffer"));
-    PicBuffer_->setGeometry(laidOut(0, PlayFieldTop, 7248, 4848));
     PicBuffer_->setAutoSize(true);
     QImage blank(600, 400, QImage::Format_RGB32);
     blank.fill(Qt::black);
@@ -180,36 +156,31 @@ void frmBirds_Main::createControls() {
 
     picScreen_ = new PictureBox(Client);
     picScreen_->setObjectName(QStringLiteral("picScreen"));
-    picScreen_->setGeometry(laidOut(0, PlayFieldTop, 7248, 4848));
     picScreen_->setBorder3D(true);
     picScreen_->setAutoSize(true);
     // Until start-up gives it the background, the field is blank at its laid-out size.
-    QImage empty(picScreen_->width() - 2 * picScreen_->borderWidth(),
-                 picScreen_->height() - 2 * picScreen_->borderWidth(), QImage::Format_RGB32);
+    const int border = picScreen_->borderWidth();
+    QImage empty(form::px(PlayFieldWidth) - 2 * border, form::px(PlayFieldHeight) - 2 * border,
+                 QImage::Format_RGB32);
     empty.fill(picScreen_->palette().color(QPalette::Window));
     picScreen_->setPicture(empty);
 
-    lblSpeed = label(QStringLiteral("Speed:"), "lblSpeed", inRow(0, 612, 252));
-    pbSpeed = progress("pbSpeed", inRow(600, 1452, 228));
-    lblBirds = label(QStringLiteral("Birds:"), "lblBirds", inRow(2160, 492, 252));
-    pbBirds = progress("pbBirds", inRow(2640, 2172, 252));
-    lblBullets = label(QStringLiteral("Bullets:"), "lblBullets", inRow(4920, 612, 252));
-    pbBullets = progress("pbBullets", inRow(5520, 1752, 252));
-
-    Client->setFixedSize(px(7272), px(PlayFieldTop) - px(ToolbarHeight) + px(4848));
+    lblSpeed = label(QStringLiteral("Speed:"), "lblSpeed");
+    pbSpeed = progress("pbSpeed");
+    lblBirds = label(QStringLiteral("Birds:"), "lblBirds");
+    pbBirds = progress("pbBirds");
+    lblBullets = label(QStringLiteral("Bullets:"), "lblBullets");
+    pbBullets = progress("pbBullets");
 }
 
 void frmBirds_Main::createStatusBar() {
     StatusBar = new QStatusBar(this);
     StatusBar->setObjectName(QStringLiteral("StatusBar"));
     StatusBar->setSizeGripEnabled(false);
-    StatusBar->setFixedHeight(px(StatusBarHeight));
-    StatusBar->setFont(boldFont(12));
     const char* texts[] = {"Score:", "0"};
     for (int i = 0; i < 2; ++i) {
         Panels[i] = new QLabel(QLatin1String(texts[i]), StatusBar);
         Panels[i]->setObjectName(QStringLiteral("Panel%1").arg(i + 1));
-        Panels[i]->setFont(boldFont(12));
         StatusBar->addWidget(Panels[i], i == 1 ? 1 : 0);
     }
     setStatusBar(StatusBar);
@@ -220,14 +191,53 @@ QAction* frmBirds_Main::Buttons(int position) const {
     return Buttons_[position - 1];
 }
 
-// The client area holds the menu, toolbar, counter row, the play field at its own size and
-// the status bar; the window then cannot be resized.
+// A laid-out pixel is shown as large as a field pixel: on a fractional scale the field takes
+// the nearest whole one, and the controls around it keep their laid-out proportions to it.
+// The client area then holds the toolbar, the counter row, the field and the status bar, and
+// the window is fixed at that size; again whenever the field's size changes.
 void frmBirds_Main::fitToPlayField() {
-    const int clientWidth = picScreen_->width();
-    Client->setFixedSize(clientWidth, picScreen_->y() + picScreen_->height());
-    const int barRight = clientWidth;
-    if (pbBullets->geometry().right() >= barRight)
-        pbBullets->setFixedWidth(barRight - pbBullets->x());
-    if (QLayout* l = layout()) l->activate();
+    const form::Scale s{picScreen_->pixelFactor() / picScreen_->devicePixelRatioF()};
+    menuBar()->setFont(s.font(QApplication::font(menuBar())));
+
+    Toolbar->setFixedHeight(s.px(ToolbarHeight));
+    Toolbar->setIconSize(s.size(IconSize, IconSize));
+    for (QAction* button : Buttons_)
+        if (QWidget* w = Toolbar->widgetForAction(button))
+            w->setFixedSize(s.size(ButtonWidth, ButtonHeight));
+
+    // The client starts below the toolbar, so its tops are the laid-out tops less the
+    // toolbar's height.
+    const int fieldTop = s.px(PlayFieldTop - ToolbarHeight);
+    picScreen_->move(0, fieldTop);
+    PicBuffer_->move(0, fieldTop);
+    const int width = picScreen_->width();
+    const QFont labelFont = s.font(boldFont(7.8));
+    const struct {
+        QWidget* control;
+        int left, width, height;
+    } row[] = {{lblSpeed, 0, 612, 252},      {pbSpeed, 600, 1452, 228},
+               {lblBirds, 2160, 492, 252},   {pbBirds, 2640, 2172, 252},
+               {lblBullets, 4920, 612, 252}, {pbBullets, 5520, 1752, 252}};
+    for (const auto& c : row) {
+        // As laid out the row reaches one pixel into the field's border and the last bar a
+        // little past the field's right edge; both stop short so the whole field stays visible.
+        QRect r = s.rect(c.left, RowTop - ToolbarHeight, c.width, c.height);
+        r.setBottom(std::min(r.bottom(), fieldTop - 1));
+        r.setRight(std::min(r.right(), width - 1));
+        c.control->setGeometry(r);
+        if (qobject_cast<QLabel*>(c.control)) c.control->setFont(labelFont);
+    }
+    Client->setFixedSize(width, picScreen_->y() + picScreen_->height());
+
+    StatusBar->setFixedHeight(s.px(StatusBarHeight));
+    const QFont panelFont = s.font(boldFont(12));
+    StatusBar->setFont(panelFont);
+    for (QLabel* panel : Panels)
+        panel->setFont(panelFont);
+
+    if (QLayout* l = layout()) {
+        l->invalidate();
+        l->activate();
+    }
     setFixedSize(sizeHint());
 }

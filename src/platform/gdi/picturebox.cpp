@@ -1,5 +1,6 @@
 #include "picturebox.h"
 
+#include "nativepress.h"
 #include "runtime.h"
 
 #include <QFile>
@@ -82,6 +83,7 @@ void drawInBands(QPainter& p, const QRect& target, const QImage& image, const QR
 } // namespace
 
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
+    nativepress::Watch();
     // The border and the surface cover every pixel: nothing behind needs painting first.
     setAttribute(Qt::WA_OpaquePaintEvent);
     dc_ = gdi::CreateSurfaceDC(&surface_, [this](std::span<const QRect> written) {
@@ -198,6 +200,12 @@ void PictureBox::paintEvent(QPaintEvent* event) {
     // Pixels stay sharp on scaled screens: nearest neighbour, never smoothed.
     p.setRenderHint(QPainter::SmoothPixmapTransform, false);
     const int b = borderWidth();
+    const double ratio = devicePixelRatioF();
+    // On a fractional scale neither the border's lines nor the enlarged surface fill every
+    // device pixel of the area; the rest shows the window's colour.
+    if (ratio != 1.0)
+        for (const QRect& r : event->region())
+            p.fillRect(r, palette().color(QPalette::Window));
     if (b) {
         const int w = width(), h = height();
         p.setPen(QColor(160, 160, 160));
@@ -213,8 +221,6 @@ void PictureBox::paintEvent(QPaintEvent* event) {
         p.drawLine(1, h - 2, w - 2, h - 2);
         p.drawLine(w - 2, 1, w - 2, h - 2);
     }
-    const QRect inner = rect().adjusted(b, b, -b, -b);
-    const double ratio = devicePixelRatioF();
     if (ratio == 1.0) {
         for (const QRect& r : event->region()) {
             const QRect exposed = r & QRect(b, b, surface_.width(), surface_.height());
@@ -226,43 +232,64 @@ void PictureBox::paintEvent(QPaintEvent* event) {
     // covers the same k x k device pixels; a fractional ratio leaves a sliver of background.
     // Only the surface pixels under the repainted parts are enlarged.
     const int k = pixelFactor();
-    const double at = std::round(b * ratio) / ratio, step = k / ratio;
+    const QPointF at = shownCorner();
+    const double step = k / ratio;
     for (const QRect& r : event->region()) {
-        p.fillRect(r & inner, palette().color(QPalette::Window));
-        const QRect pixels = QRect(QPoint(int(std::floor((r.left() - at) / step)),
-                                          int(std::floor((r.top() - at) / step))),
-                                   QPoint(int(std::ceil((r.right() + 1 - at) / step)) - 1,
-                                          int(std::ceil((r.bottom() + 1 - at) / step)) - 1)) &
+        const QRect pixels = QRect(QPoint(int(std::floor((r.left() - at.x()) / step)),
+                                          int(std::floor((r.top() - at.y()) / step))),
+                                   QPoint(int(std::ceil((r.right() + 1 - at.x()) / step)) - 1,
+                                          int(std::ceil((r.bottom() + 1 - at.y()) / step)) - 1)) &
                              surface_.rect();
         if (pixels.isEmpty()) continue;
         QImage shown = surface_.copy(pixels);
         if (k > 1)
             shown = shown.scaled(shown.size() * k, Qt::IgnoreAspectRatio, Qt::FastTransformation);
         shown.setDevicePixelRatio(ratio);
-        p.drawImage(QPointF(at + pixels.x() * step, at + pixels.y() * step), shown);
+        p.drawImage(at + QPointF(pixels.x() * step, pixels.y() * step), shown);
     }
+}
+
+QPointF PictureBox::shownCorner() const {
+    const double ratio = devicePixelRatioF();
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    return surfaceCorner(offset * ratio) / ratio - offset;
 }
 
 QRect PictureBox::shownRect(const QRect& pixels) const {
     const int b = borderWidth();
     const double ratio = devicePixelRatioF();
     if (ratio == 1.0) return pixels.translated(b, b);
-    const double at = std::round(b * ratio) / ratio, step = pixelFactor() / ratio;
-    return QRect(QPoint(int(std::floor(at + pixels.left() * step)),
-                        int(std::floor(at + pixels.top() * step))),
-                 QPoint(int(std::ceil(at + (pixels.right() + 1) * step)) - 1,
-                        int(std::ceil(at + (pixels.bottom() + 1) * step)) - 1));
+    const QPointF at = shownCorner();
+    const double step = pixelFactor() / ratio;
+    return QRect(QPoint(int(std::floor(at.x() + pixels.left() * step)),
+                        int(std::floor(at.y() + pixels.top() * step))),
+                 QPoint(int(std::ceil(at.x() + (pixels.right() + 1) * step)) - 1,
+                        int(std::ceil(at.y() + (pixels.bottom() + 1) * step)) - 1));
 }
 
 void PictureBox::mousePressEvent(QMouseEvent* event) {
     const int button = buttonCode(event->button());
-    // The surface pixel under the cursor: whole pixels, since the game rounds what it gets.
-    const QPointF in = (event->position() - QPointF(borderWidth(), borderWidth())) / viewScale();
+    // The surface pixel under the cursor, counted in device pixels from where paintEvent put
+    // the surface; whole pixels, since the game rounds what it gets.
+    const double ratio = devicePixelRatioF();
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    QPointF device = (event->position() + offset) * ratio;
+    // Where Qt rounded this press to a logical pixel, the window system's own is exact.
+    const auto exact = nativepress::Last(window()->windowHandle());
+    if (exact && std::abs(exact->x() - device.x()) < ratio &&
+        std::abs(exact->y() - device.y()) < ratio)
+        device = *exact;
+    const QPointF in = (device - surfaceCorner(offset * ratio)) / pixelFactor();
     const QPointF at(std::floor(in.x() + 1e-6), std::floor(in.y() + 1e-6));
     // The border is not part of the area: presses on it report nothing.
     if (!button || at.x() < 0 || at.y() < 0 || at.x() >= ScaleWidth() || at.y() >= ScaleHeight())
         return;
     emit MouseDown(button, shiftCode(event->modifiers()), at.x(), at.y());
+}
+
+QPointF PictureBox::surfaceCorner(QPointF areaCorner) const {
+    const double b = borderWidth() * devicePixelRatioF();
+    return QPointF(std::round(areaCorner.x() + b), std::round(areaCorner.y() + b));
 }
 
 void PictureBox::resizeEvent(QResizeEvent* event) {
