@@ -6,6 +6,9 @@
 //       position until the mixer has consumed its first samples.
 // wave: on OpenAL Soft's wave-writer driver writing into a named pipe, timestamp the bytes as
 //       they arrive and find the first non-silent frame. Includes the writer's stdio buffering.
+//
+// Two series: each play after the device has gone quiet and paused its mixer, and each play
+// while another, quieter sound keeps it mixing.
 #include "DSound.h"
 #include "Sound.h"
 #include "modSound.h"
@@ -21,6 +24,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <sndfile.h>
@@ -162,18 +166,25 @@ int main(int argc, char** argv) {
     setenv("ALSOFT_LOGLEVEL", "0", 0);
     QCoreApplication app(argc, argv);
 
-    // A 1 kHz square wave, a fifth of a second: unmistakable against silence.
-    std::vector<short> click(8820);
+    // A 1 kHz square wave, a fifth of a second: unmistakable against silence. Beside it a
+    // hum too quiet to count as sound, ten seconds long, to keep the mixer busy.
+    const auto writeWave = [&](const char* name, const std::vector<short>& samples) {
+        SF_INFO info{};
+        info.channels = 1;
+        info.samplerate = 44100;
+        info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
+        SNDFILE* out = sf_open(QFile::encodeName(dir.filePath(QLatin1String(name))).constData(),
+                               SFM_WRITE, &info);
+        sf_write_short(out, samples.data(), static_cast<sf_count_t>(samples.size()));
+        sf_close(out);
+    };
+    std::vector<short> click(8820), hum(441000);
     for (size_t i = 0; i < click.size(); ++i)
         click[i] = (i / 22) % 2 ? 16000 : -16000;
-    SF_INFO info{};
-    info.channels = 1;
-    info.samplerate = 44100;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    SNDFILE* out = sf_open(QFile::encodeName(dir.filePath(QStringLiteral("click.wav"))).constData(),
-                           SFM_WRITE, &info);
-    sf_write_short(out, click.data(), static_cast<sf_count_t>(click.size()));
-    sf_close(out);
+    for (size_t i = 0; i < hum.size(); ++i)
+        hum[i] = static_cast<short>(150 * std::sin(2 * M_PI * 220.0 * double(i) / 44100.0));
+    writeWave("click.wav", click);
+    writeWave("hum.wav", hum);
     runtime::SetAppPath(dir.path());
     runtime::SetMsgBoxHook(
         [](const QString& p, int) { std::fprintf(stderr, "%s\n", qPrintable(p)); });
@@ -184,40 +195,62 @@ int main(int argc, char** argv) {
     if (method == "wave") reader = std::thread(readPipe, fifo, std::ref(arrivals));
     dx::SetDevicePeriod(period);
     DSound::InitDirectSound(1);
-    Sound click1;
+    Sound click1, hum1;
     click1.load(QStringLiteral("\\click.wav"));
+    hum1.load(QStringLiteral("\\hum.wav"));
     modSound::SetSoundOn(runtime::True);
     auto& buffer = *DSound::SoundBuffers.at(0).Buffer;
 
-    std::mt19937 rng(7);
-    std::vector<double> latencies;
-    for (int t = 0; t < trials; ++t) {
-        // Land the play at a random point of the mixer's period.
-        std::this_thread::sleep_for(std::chrono::microseconds(20000 + rng() % 30000));
-        size_t seen = 0;
-        {
-            std::lock_guard g(arrivals.lock);
-            seen = arrivals.onsets.size();
+    // Waits with the event loop running, as the game's does between ticks.
+    const auto idle = [](Clock::duration d, const std::function<bool()>& done = {}) {
+        const auto until = Clock::now() + d;
+        while (Clock::now() < until && !(done && done())) {
+            QCoreApplication::processEvents();
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
         }
-        const auto start = Clock::now();
-        modSound::PlayEffect(click1);
-        Clock::time_point heard;
-        if (method == "wave") {
-            std::unique_lock g(arrivals.lock);
-            if (!arrivals.changed.wait_for(g, std::chrono::seconds(2),
-                                           [&] { return arrivals.onsets.size() > seen; }))
-                continue;
-            heard = arrivals.onsets[seen];
-        } else {
-            while (buffer.GetCurrentPosition() == 0 &&
-                   Clock::now() - start < std::chrono::seconds(2))
-                std::this_thread::sleep_for(std::chrono::microseconds(50));
-            heard = Clock::now();
+    };
+    const auto measure = [&](bool afterSilence) {
+        std::mt19937 rng(7);
+        std::vector<double> latencies;
+        for (int t = 0; t < trials; ++t) {
+            if (afterSilence)
+                idle(std::chrono::seconds(3), [] { return !DSound::SoundDevice->mixing(); });
+            // Land the play at a random point of the mixer's period.
+            idle(std::chrono::microseconds(afterSilence ? rng() % 6000 : 20000 + rng() % 30000));
+            size_t seen = 0;
+            {
+                std::lock_guard g(arrivals.lock);
+                seen = arrivals.onsets.size();
+            }
+            const auto start = Clock::now();
+            modSound::PlayEffect(click1);
+            Clock::time_point heard;
+            if (method == "wave") {
+                std::unique_lock g(arrivals.lock);
+                if (!arrivals.changed.wait_for(g, std::chrono::seconds(2),
+                                               [&] { return arrivals.onsets.size() > seen; }))
+                    continue;
+                heard = arrivals.onsets[seen];
+            } else {
+                while (buffer.GetCurrentPosition() == 0 &&
+                       Clock::now() - start < std::chrono::seconds(2))
+                    std::this_thread::sleep_for(std::chrono::microseconds(50));
+                heard = Clock::now();
+            }
+            latencies.push_back(ms(heard - start));
+            modSound::StopEffect(click1);
+            idle(std::chrono::milliseconds(60));
         }
-        latencies.push_back(ms(heard - start));
-        modSound::StopEffect(click1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(60));
-    }
+        return latencies;
+    };
+    // Not every device pauses (OpenAL's wave writer never does).
+    idle(std::chrono::seconds(3), [] { return !DSound::SoundDevice->mixing(); });
+    const bool pauses = !DSound::SoundDevice->mixing();
+    const std::vector<double> afterSilence = pauses ? measure(true) : std::vector<double>{};
+    modSound::PlayEffect(hum1);
+    const std::vector<double> duringSound = measure(false);
+    modSound::StopEffect(hum1);
+
     const int rate = DSound::SoundDevice->sampleRate();
     const int hz = DSound::SoundDevice->mixerRefresh();
     DSound::ReleaseAllSoundBuffers();
@@ -225,15 +258,27 @@ int main(int argc, char** argv) {
     arrivals.stop = true;
     if (reader.joinable()) reader.join();
 
-    std::sort(latencies.begin(), latencies.end());
-    if (latencies.empty()) {
-        std::printf("no sound detected\n");
-        return 1;
-    }
-    auto at = [&](double q) { return latencies[static_cast<size_t>(q * (latencies.size() - 1))]; };
     std::printf("method %s, device %d Hz, mixer %d updates/s (%d frames, %.1f ms)\n",
                 method.c_str(), rate, hz, hz ? rate / hz : 0, hz ? 1000.0 / hz : 0.0);
-    std::printf("play-to-output over %zu plays: min %.2f  median %.2f  p90 %.2f  max %.2f ms\n",
-                latencies.size(), at(0), at(0.5), at(0.9), at(1));
-    return 0;
+    bool heardAll = true;
+    for (const auto& series : {std::pair{"after silence", afterSilence},
+                               std::pair{"during other sounds", duringSound}}) {
+        const char* what = series.first;
+        std::vector<double> got = series.second;
+        std::sort(got.begin(), got.end());
+        if (got.empty() && what == std::string("after silence") && !pauses) {
+            std::printf("%s: not measured, the device never paused\n", what);
+            continue;
+        }
+        if (got.empty()) {
+            std::printf("%s: no sound detected\n", what);
+            heardAll = false;
+            continue;
+        }
+        auto at = [&](double q) { return got[static_cast<size_t>(q * (got.size() - 1))]; };
+        std::printf("%s: play-to-output over %zu plays: min %.2f  median %.2f  p90 %.2f  max "
+                    "%.2f ms\n",
+                    what, got.size(), at(0), at(0.5), at(0.9), at(1));
+    }
+    return heardAll ? 0 : 1;
 }

@@ -46,7 +46,13 @@ void frmBirds_Main::setBarValue(Bar which, float value) {
 }
 
 void frmBirds_Main::setPanelText(int panel, const QString& text) {
-    if (panel >= 1 && panel <= static_cast<int>(Panels.size())) Panels[panel - 1]->setText(text);
+    if (panel < 1 || panel > static_cast<int>(Panels.size())) return;
+    QLabel* label = Panels[panel - 1];
+    // A panel that has been laid out keeps its size: a label of free size asks the whole window
+    // to be laid out again for every new text, ten times a second while a game runs.
+    if (label->isVisible() && label->minimumSize() != label->maximumSize())
+        label->setFixedSize(label->size());
+    label->setText(text);
 }
 
 void frmBirds_Main::setButtonValue(int position, int value) {

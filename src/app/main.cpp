@@ -1,5 +1,6 @@
 #include "Privileges.h"
 #include "ScoreFile.h"
+#include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 #include "runtime.h"
 
@@ -18,6 +19,8 @@ int main(int argc, char* argv[]) {
             return 1;
         }
     }
+    // The sound device and the asset files are read on a second thread while the toolkit starts.
+    auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
@@ -30,6 +33,7 @@ int main(int argc, char* argv[]) {
     std::unique_ptr<frmBirds_Main> window;
     runtime::Guard([&] {
         window = std::make_unique<frmBirds_Main>();
+        prefetch.reset();
         window->show();
     });
     int result = 0;

@@ -16,7 +16,8 @@ frmExit::frmExit() {
     form::makeFixed(this, QStringLiteral("Exit Game?!"));
     form::setClientSize(this, 4332, 2784);
 
-    Bird1 = form::picture(this, QPoint(form::px(960), form::px(120)), birdart::ExitPicture());
+    Bird1 = form::picture(this, QPoint(form::px(960), form::px(120)), birdart::ExitSize,
+                          birdart::ExitPicture);
     cmdExit = new QPushButton(QStringLiteral("Yes!"), this);
     cmdExit->setGeometry(form::twips(240, 2280, 1812, 372));
     cmdExit->setDefault(true);

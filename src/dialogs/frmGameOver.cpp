@@ -17,7 +17,8 @@ frmGameOver::frmGameOver() {
     form::makeFixed(this, QStringLiteral("Game Over!"));
     form::setClientSize(this, 4644, 4224);
 
-    Bird1 = form::picture(this, QPoint(form::px(1560), form::px(120)), birdart::GameOverPicture());
+    Bird1 = form::picture(this, QPoint(form::px(1560), form::px(120)), birdart::GameOverSize,
+                          birdart::GameOverPicture);
     cmdClose = new QPushButton(QStringLiteral("Close"), this);
     cmdClose->setGeometry(form::twips(1320, 3600, 2052, 492));
     cmdClose->setAutoDefault(false);

@@ -55,7 +55,8 @@ frmInfo::frmInfo() {
         l->setPalette(pal);
     };
 
-    picLogo = form::picture(this, QPoint(form::px(720), form::px(240)), birdart::LogoPicture());
+    picLogo = form::picture(this, QPoint(form::px(720), form::px(240)), birdart::LogoSize,
+                            birdart::LogoPicture);
     picLogo->setCursor(Qt::PointingHandCursor);
     lblTitle = form::label(this, form::twips(120, 2520, 5172, 492),
                            QStringLiteral("The Morvel Bird Game!"), Qt::AlignHCenter);

@@ -59,7 +59,8 @@ frmHiScores::frmHiScores() {
     cmdClose = new QPushButton(QStringLiteral("Close"), client);
     cmdClose->setGeometry(form::twips(1320, 5520, 1692, 372));
     cmdClose->setDefault(true);
-    Bird1 = form::picture(client, QPoint(form::px(360), form::px(120)), birdart::HiScoresPicture());
+    Bird1 = form::picture(client, QPoint(form::px(360), form::px(120)), birdart::HiScoresSize,
+                          birdart::HiScoresPicture);
 
     connect(cmdClose, &QPushButton::clicked, this,
             [this] { runtime::Guard([this] { cmdClose_Click(); }); });

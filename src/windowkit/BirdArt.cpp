@@ -18,8 +18,8 @@ const QColor Beak(255, 187, 34);
 const QColor EyeRed(214, 18, 18);
 const QColor Gold(240, 190, 40);
 
-QImage canvas(int w, int h) {
-    QImage img(w, h, QImage::Format_ARGB32_Premultiplied);
+QImage canvas(QSize size) {
+    QImage img(size, QImage::Format_ARGB32_Premultiplied);
     img.fill(Qt::transparent);
     return img;
 }
@@ -168,7 +168,7 @@ void PaintBird(QPainter& p, const Pose& pose) {
 }
 
 QImage HiScoresPicture() {
-    QImage img = canvas(242, 100);
+    QImage img = canvas(HiScoresSize);
     QPainter p(&img);
     begin(p);
 
@@ -222,7 +222,7 @@ QImage HiScoresPicture() {
 }
 
 QImage GameOverPicture() {
-    QImage img = canvas(90, 94);
+    QImage img = canvas(GameOverSize);
     QPainter p(&img);
     begin(p);
 
@@ -258,7 +258,7 @@ QImage GameOverPicture() {
 }
 
 QImage ExitPicture() {
-    QImage img = canvas(126, 78);
+    QImage img = canvas(ExitSize);
     QPainter p(&img);
     begin(p);
 
@@ -284,7 +284,7 @@ QImage ExitPicture() {
 }
 
 QImage LogoPicture() {
-    QImage img = canvas(280, 143);
+    QImage img = canvas(LogoSize);
     QPainter p(&img);
     begin(p);
 

@@ -3,6 +3,7 @@
 // few poses, and the game's logo.
 
 #include <QImage>
+#include <QSize>
 
 class QPainter;
 
@@ -19,9 +20,11 @@ struct Pose {
 // painter's transform.
 void PaintBird(QPainter& p, const Pose& pose);
 
-QImage HiScoresPicture(); // 242 x 100
-QImage GameOverPicture(); // 90 x 94
-QImage ExitPicture();     // 126 x 78
-QImage LogoPicture();     // 280 x 143
+inline constexpr QSize HiScoresSize(242, 100), GameOverSize(90, 94), ExitSize(126, 78),
+    LogoSize(280, 143);
+QImage HiScoresPicture();
+QImage GameOverPicture();
+QImage ExitPicture();
+QImage LogoPicture();
 
 } // namespace birdart

@@ -8,12 +8,27 @@
 #include <QWindow>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace form {
 
 namespace {
 constexpr double LaidOutDpi = 120.0;
-}
+
+class DrawnPicture : public QLabel {
+  public:
+    DrawnPicture(QWidget* parent, QImage (*draw)()) : QLabel(parent), draw_(draw) {}
+
+  protected:
+    void showEvent(QShowEvent* event) override {
+        if (draw_) setPixmap(QPixmap::fromImage(std::exchange(draw_, nullptr)()));
+        QLabel::showEvent(event);
+    }
+
+  private:
+    QImage (*draw_)();
+};
+} // namespace
 
 QFont font(double points, bool bold, bool underline) {
     QFont f = QApplication::font();
@@ -59,10 +74,9 @@ QLabel* label(QWidget* parent, const QRect& geometry, const QString& text, Qt::A
     return l;
 }
 
-QLabel* picture(QWidget* parent, QPoint topLeft, const QImage& image) {
-    auto* l = new QLabel(parent);
-    l->setPixmap(QPixmap::fromImage(image));
-    l->setGeometry(QRect(topLeft, image.size()));
+QLabel* picture(QWidget* parent, QPoint topLeft, QSize size, QImage (*draw)()) {
+    auto* l = new DrawnPicture(parent, draw);
+    l->setGeometry(QRect(topLeft, size));
     return l;
 }
 

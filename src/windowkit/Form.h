@@ -41,8 +41,9 @@ void setClientSize(QDialog* dialog, int widthTwips, int heightTwips);
 // A label as laid out: no border, wrapping at its width, text from the top.
 QLabel* label(QWidget* parent, const QRect& geometry, const QString& text,
               Qt::Alignment align = Qt::AlignLeft);
-// A borderless picture area sized to its picture.
-QLabel* picture(QWidget* parent, QPoint topLeft, const QImage& image);
+// A borderless picture area of the picture's size. The picture is drawn when the area first
+// shows: the windows are made at start-up, most of them to be shown much later or never.
+QLabel* picture(QWidget* parent, QPoint topLeft, QSize size, QImage (*draw)());
 
 // Keeps a modal dialog with the window that opened it (and off the task bar) when shown.
 void ownByActiveWindow(QDialog* dialog);

@@ -245,16 +245,27 @@ def aim_and_hit(g, timeout, button=1):  # returns (screenshot with its explosion
     return None
 
 
-def edges(g, what):  # a press on the field's border is no shot, one on its outermost pixel is
+def clear_at(g, x, y):  # nothing but background near a field pixel
+    # The sprites are found by exact pixels, which a compositor that rescales the window blurs;
+    # red where the background has none shows a bird or its explosion at any scale.
+    f = g.field()
+    red = lambda p: p[0] > p[1] + 60 and p[0] > p[2] + 40
+    near = [(i, j) for i in range(max(0, x - 48), min(W, x + 49), 4)
+            for j in range(max(0, y - 48), min(H, y + 49), 4)]
+    return sum(red(f.px(i, j)) and not red(g.bg.px(i, j)) for i, j in near) < 4
+
+
+def edges(g, what, margin=0):  # a press on the field's border is no shot, one on its edge is
+    # margin: pixels kept from the edge where the compositor may move a press by a fraction of
+    # one (it snaps the pointer to its own, rescaled pixels).
     g.wait_bar("bullets", 0.97, 1, 6)
-    for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True),
-                       (600, 0, False)):
+    m = margin
+    for x, y, shot in ((-1 - m, 399 - m, False), (m, 400 + m, False), (m, 399 - m, True),
+                       (599 - m, m, True), (600 + m, m, False)):
         # A bird that flies in and is hit gives its bullet back, so a shot that seems lost is
         # tried again; a press that never reaches the field never gets through.
         for _ in range(3 if shot else 1):
-            poll(f"no bird over ({x}, {y})", lambda: not any(
-                bx + 25 <= x <= bx + 118 and by + 30 <= y <= by + 120
-                for bx, by in g.find(g.birds, g.field())), 10)
+            poll(f"no bird over ({x}, {y})", lambda: clear_at(g, min(x, W - 1), min(y, H - 1)), 10)
             before = g.bar("bullets")
             for _ in range(2 if shot else 1):  # two: a reload meanwhile gives back only one
                 g.shoot(x, y)

@@ -210,6 +210,59 @@ class TestGraphics : public QObject {
         }
     }
 
+    // A whole copy onto a surface that holds an earlier whole copy moves only what changed on
+    // either side since, yet always leaves an exact copy: whatever wrote there, through a
+    // transfer or past the device context, with the picture swapped or shared.
+    void wholeCopiesMoveOnlyWhatChanged() {
+        QRandomGenerator rng(12);
+        QImage back = noise(60, 40, 1), front = noise(60, 40, 2), shown = noise(60, 40, 3);
+        QList<QList<QRect>> written;
+        const gdi::HDC b = gdi::CreateSurfaceDC(&back), f = gdi::CreateSurfaceDC(&front),
+                       s = gdi::CreateSurfaceDC(&shown, [&](std::span<const QRect> r) {
+                           written << QList<QRect>(r.begin(), r.end());
+                       });
+        MemoryDC sprite;
+        sprite.load(spriteFile, 140, 148);
+        gdi::BitBlt(f, 0, 0, 60, 40, b, 0, 0, gdi::SRCCOPY);
+        gdi::BitBlt(s, 0, 0, 60, 40, f, 0, 0, gdi::SRCCOPY);
+        QCOMPARE(written, QList<QList<QRect>>{{QRect(0, 0, 60, 40)}});
+        written.clear();
+        gdi::BitBlt(f, 5, 6, 7, 8, sprite.HDC(), 0, 0, gdi::SRCAND);
+        gdi::BitBlt(s, 0, 0, 60, 40, f, 0, 0, gdi::SRCCOPY);
+        gdi::BitBlt(s, 0, 0, 60, 40, f, 0, 0, gdi::SRCCOPY);
+        QCOMPARE(written, QList<QList<QRect>>{{QRect(5, 6, 7, 8)}}); // and then nothing
+
+        for (int step = 0; step < 3000; ++step) {
+            QImage* img[] = {&back, &front, &shown};
+            const gdi::HDC dc[] = {b, f, s};
+            const int i = rng.bounded(3), x = rng.bounded(-10, 60), y = rng.bounded(-10, 40);
+            switch (rng.bounded(6)) {
+            case 0: // the frame's own steps: background in, buffer out
+                gdi::BitBlt(f, 0, 0, 60, 40, b, 0, 0, gdi::SRCCOPY);
+                QCOMPARE(front, back);
+                break;
+            case 1:
+                gdi::BitBlt(s, 0, 0, 60, 40, f, 0, 0, gdi::SRCCOPY);
+                QCOMPARE(shown, front);
+                break;
+            case 2:
+                gdi::BitBlt(dc[i], x, y, 9, 7, sprite.HDC(), 3, 4,
+                            rng.bounded(2) ? gdi::SRCAND : gdi::SRCPAINT);
+                break;
+            case 3:
+                gdi::BitBlt(dc[i], x, y, 9, 7, dc[(i + 1) % 3], 2, 1, gdi::SRCCOPY);
+                break;
+            case 4: // a write past the device context
+                img[i]->setPixel(qBound(0, x, 59), qBound(0, y, 39), rng.generate() | 0xFF000000u);
+                break;
+            default: // a new picture, or the same data shared
+                *img[i] = rng.bounded(2) ? noise(60, 40, rng.generate()) : *img[(i + 1) % 3];
+            }
+        }
+        for (gdi::HDC dc : {b, f, s})
+            gdi::DeleteDC(dc);
+    }
+
     void memoryDcLoadsOnceOrGivesUp() {
         const gdi::CallCounts& c = gdi::Calls();
         const int loads = c.loadImage, deletes = c.deleteDC;

@@ -8,6 +8,8 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMouseEvent>
+#include <QPaintEvent>
+#include <QPainter>
 #include <QProgressBar>
 #include <QScreen>
 #include <QSignalSpy>
@@ -90,22 +92,10 @@ class TestHiDpi : public QObject {
         const int k = screen().pixelFactor();
         QCOMPARE(k, std::max(1, int(std::floor(ratio + 0.5))));
         screen().setPicture(field);
-        QImage shown = w->grab().toImage().convertToFormat(QImage::Format_RGB32);
-        // Where the field's corner shows, in device pixels of the window.
-        const QPoint laid = (QPointF(in(&screen()).topLeft() + QPoint(2, 2)) * ratio).toPoint();
-        QPoint o(-1, -1);
-        for (int i = 0; i < 25 && o.x() < 0; ++i) {
-            const QPoint at = laid + QPoint(i % 5 - 2, i / 5 - 2);
-            if (shown.pixel(at) == field.pixel(0, 0) &&
-                shown.pixel(at + QPoint(k - 1, k - 1)) == field.pixel(0, 0))
-                o = at;
-        }
-        QVERIFY2(o.x() >= 0, "the field's first pixel near its place");
-        for (int i = 0; i < 600 * 400 * k * k; ++i) {
-            const int x = i / (k * k) % 600, y = i / (k * k) / 600;
-            if (shown.pixel(o.x() + k * x + i % k, o.y() + k * y + i / k % k) != field.pixel(x, y))
-                QFAIL(qPrintable(QString("field pixel %1,%2").arg(x).arg(y)));
-        }
+        const QImage shown = w->grab().toImage();
+        const QPoint o = fieldOrigin(shown);
+        if (QTest::currentTestFailed()) return;
+        compareBlocks(shown, o, field);
         QSignalSpy spy(&screen(), &PictureBox::MouseDown);
         const QList<QPoint> pixels{{0, 0}, {599, 399}, {123, 45}, {598, 1}};
         QList<QPointF> presses; // in device pixels: on the first and last of each block
@@ -125,6 +115,71 @@ class TestHiDpi : public QObject {
         QCOMPARE(spy.size(), 3 * pixels.size());
         for (int i = 0; i < spy.size(); ++i)
             QCOMPARE(QPointF(spy[i][2].toDouble(), spy[i][3].toDouble()), QPointF(pixels[i / 3]));
+    }
+
+    // Where the field's corner shows, in device pixels of the window.
+    QPoint fieldOrigin(const QImage& image) {
+        const QImage shown = image.convertToFormat(QImage::Format_RGB32);
+        const double ratio = w->devicePixelRatioF();
+        const int k = screen().pixelFactor();
+        const QPoint laid = (QPointF(in(&screen()).topLeft() + QPoint(2, 2)) * ratio).toPoint();
+        for (int i = 0; i < 25; ++i) {
+            const QPoint at = laid + QPoint(i % 5 - 2, i / 5 - 2);
+            if (shown.pixel(at) == field.pixel(0, 0) &&
+                shown.pixel(at + QPoint(k - 1, k - 1)) == field.pixel(0, 0))
+                return at;
+        }
+        QTest::qFail("the field's first pixel near its place", __FILE__, __LINE__);
+        return {};
+    }
+
+    void compareBlocks(const QImage& image, QPoint o, const QImage& want) {
+        const QImage shown = image.convertToFormat(QImage::Format_RGB32);
+        const int k = screen().pixelFactor();
+        for (int i = 0; i < 600 * 400 * k * k; ++i) {
+            const int x = i / (k * k) % 600, y = i / (k * k) / 600;
+            if (shown.pixel(o.x() + k * x + i % k, o.y() + k * y + i / k % k) != want.pixel(x, y))
+                QFAIL(qPrintable(QString("field pixel %1,%2").arg(x).arg(y)));
+        }
+    }
+
+    struct PaintRegions : QObject {
+        QRegion seen;
+        bool eventFilter(QObject*, QEvent* e) override {
+            if (e->type() == QEvent::Paint) seen += static_cast<QPaintEvent*>(e)->region();
+            return false;
+        }
+    };
+
+    // A transfer repaints only what it wrote, and that repaint leaves the whole field right.
+    void checkPartialRepaint() {
+        QImage shown = w->grab().toImage();
+        const QPoint o = fieldOrigin(shown);
+        if (QTest::currentTestFailed()) return;
+        QImage want = field;
+        // Paints still due from earlier changes happen first.
+        PaintRegions repainted;
+        screen().installEventFilter(&repainted);
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+        repainted.seen = QRegion();
+        QImage patch(37, 23, QImage::Format_RGB32);
+        patch.fill(0xFF102030u);
+        const gdi::HDC from = gdi::CreateSurfaceDC(&patch);
+        for (QPoint at : {QPoint(123, 45), QPoint(-7, 390), QPoint(580, -5)}) {
+            gdi::BitBlt(screen().hDC(), at.x(), at.y(), 37, 23, from, 0, 0, gdi::SRCCOPY);
+            QPainter(&want).drawImage(at, patch);
+        }
+        gdi::DeleteDC(from);
+        QVERIFY(QTest::qWaitFor([&] { return !repainted.seen.isEmpty(); }));
+        screen().removeEventFilter(&repainted);
+        int area = 0;
+        for (const QRect& r : repainted.seen)
+            area += r.width() * r.height();
+        QVERIFY(area < screen().width() * screen().height() / 20);
+        screen().render(&shown, in(&screen()).topLeft() + repainted.seen.boundingRect().topLeft(),
+                        repainted.seen);
+        compareBlocks(shown, o, want);
     }
 
   private slots:
@@ -149,6 +204,7 @@ class TestHiDpi : public QObject {
                 qEnvironmentVariable("QT_SCREEN_SCALE_FACTORS", "1").section(';', 0, 0).toDouble());
         checkLayout();
         if (!QTest::currentTestFailed()) checkField();
+        if (!QTest::currentTestFailed()) checkPartialRepaint();
     }
 
     // Moved to a screen of another factor: the field and the window are fitted again.

@@ -164,6 +164,14 @@ class TestSound : public QObject {
             DSound::PlaySoundBuffer(load("enc.wav"));
             const auto got = render(6000);
             QVERIFY2(maxDiff(got, want) <= tolerance, qPrintable(QString::number(format, 16)));
+            // Exactly the floats libsndfile reads, whatever form the buffer keeps them in.
+            SF_INFO info{};
+            SNDFILE* f = sf_open(QFile::encodeName(path("enc.wav")).constData(), SFM_READ, &info);
+            QVERIFY(f);
+            std::vector<float> read(size_t(info.frames * channels));
+            QCOMPARE(sf_readf_float(f, read.data(), info.frames), info.frames);
+            sf_close(f);
+            QCOMPARE(maxDiff(got, read), 0.0f);
             QCOMPARE(peak(got, want.size() + 1024 * size_t(channels)), 0.0f); // once, then silence
         }
     }
@@ -191,6 +199,27 @@ class TestSound : public QObject {
                 QVERIFY2(e.description().contains(name), name);
             }
         }
+    }
+
+    // A real device stops mixing while nothing plays; a play starts it again at once, and it
+    // stops once the last sound has played out.
+    void aQuietDevicePausesItsMixer() {
+        if (qgetenv("ALSOFT_DRIVERS") != "null") QSKIP("needs OpenAL's null driver, as CTest sets");
+        dx::test::UseLoopbackDevice(std::nullopt);
+        DSound::InitDirectSound(4321);
+        a.load("\\Sounds\\fire.wav");
+        const dx::DirectSound& device = *DSound::SoundDevice;
+        dx::DirectSoundBuffer& fired = *DSound::SoundBuffers[0].Buffer;
+        QVERIFY(!device.mixing());
+        modSound::PlayEffect(a);
+        QVERIFY(device.mixing());
+        QVERIFY(QTest::qWaitFor([&] { return fired.GetCurrentPosition() > 0; }, 1000));
+        QVERIFY(QTest::qWaitFor([&] { return !device.mixing(); }, 3000));
+        fired.Play(dx::DSBPLAY_LOOPING); // never ends by itself
+        QTest::qWait(1500);
+        QVERIFY(device.mixing());
+        modSound::StopEffect(a);
+        QVERIFY(QTest::qWaitFor([&] { return !device.mixing(); }, 3000));
     }
 
     void noDeviceReportsAndEnds() {

@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QTemporaryFile>
 #include <QTimer>
+#include <condition_variable>
+#include <mutex>
 
 namespace dx {
 
@@ -114,19 +116,98 @@ std::shared_ptr<Device> openDefault() {
     const auto& name = deviceNameOverride();
     device->device = alcOpenDevice(name ? name->c_str() : nullptr);
     if (!device->device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
-    device->context = alcCreateContext(device->device, nullptr);
+    // The game uses no effects: without auxiliary sends every voice is smaller.
+    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
+    device->context = alcCreateContext(device->device, attrs);
     if (!device->context) fail(E_FAIL, QStringLiteral("The sound device refused a context"));
     ALCint rate = 0;
     alcGetIntegerv(device->device, ALC_FREQUENCY, 1, &rate);
     device->rate = rate;
+    device->pauseWhileQuiet();
     return device;
+}
+
+// The default device opened ahead, on the prefetching thread, with the driver configuration
+// made on the first thread (the environment is never changed while another thread reads it).
+struct DevicePrefetch {
+    enum class State { None, Announced, Opening, Done };
+    std::mutex lock;
+    std::condition_variable opened;
+    State state = State::None;
+    std::shared_ptr<Device> device;
+    std::unique_ptr<DriverConfiguration> configuration;
+};
+
+DevicePrefetch& devicePrefetch() {
+    static DevicePrefetch prefetch;
+    return prefetch;
+}
+
+// What the prefetching thread opened, waiting while it opens; null when it was not asked to,
+// has not begun (it then never will), or failed.
+std::shared_ptr<Device> takePrefetchedDevice() {
+    DevicePrefetch& p = devicePrefetch();
+    std::unique_lock g(p.lock);
+    if (p.state == DevicePrefetch::State::Announced) p.state = DevicePrefetch::State::Done;
+    p.opened.wait(g, [&] { return p.state != DevicePrefetch::State::Opening; });
+    return std::move(p.device);
 }
 
 } // namespace
 
+void AnnounceStartup(bool defaultDevice, const std::vector<QString>& waveFiles) {
+    DevicePrefetch& p = devicePrefetch();
+    if (defaultDevice && !loopbackFormat() && !deviceNameOverride()) {
+        std::lock_guard g(p.lock);
+        p.configuration = std::make_unique<DriverConfiguration>();
+        p.state = DevicePrefetch::State::Announced;
+    }
+    AnnounceWaveFiles(waveFiles);
+}
+
+void PrefetchDevice() {
+    DevicePrefetch& p = devicePrefetch();
+    std::unique_lock g(p.lock);
+    if (p.state == DevicePrefetch::State::Announced) {
+        p.state = DevicePrefetch::State::Opening;
+        g.unlock();
+        std::shared_ptr<Device> device;
+        try {
+            device = openDefault();
+        } catch (const std::exception&) {
+            // Left for DirectSoundCreate to meet again, where start-up reports it.
+        }
+        g.lock();
+        p.device = std::move(device);
+        p.state = DevicePrefetch::State::Done;
+        p.opened.notify_all();
+    }
+}
+
+void DropPrefetched() {
+    DevicePrefetch& p = devicePrefetch();
+    {
+        std::unique_lock g(p.lock);
+        p.opened.wait(g, [&] { return p.state != DevicePrefetch::State::Opening; });
+        p.device.reset();
+        p.configuration.reset();
+        p.state = DevicePrefetch::State::None;
+    }
+    DropPrefetchedWaveFiles();
+}
+
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
-    auto device = loopbackFormat() ? openLoopback(*loopbackFormat()) : openDefault();
+    std::shared_ptr<Device> device;
+    if (loopbackFormat()) {
+        device = openLoopback(*loopbackFormat());
+    } else {
+        device = takePrefetchedDevice();
+        if (!device) device = openDefault();
+        std::lock_guard g(devicePrefetch().lock);
+        devicePrefetch().configuration.reset();
+    }
+    device->watchForQuietFromNowOn();
     device->makeCurrent();
     if (!alIsExtensionPresent("AL_EXT_FLOAT32"))
         fail(DSERR_NODRIVER, QStringLiteral("The sound device cannot play float samples"));
@@ -164,8 +245,7 @@ std::shared_ptr<DirectSoundBuffer> DirectSound::CreateSoundBufferFromFile(const 
         fail(DSERR_INVALIDCALL, QStringLiteral("No cooperative level set before loading %1")
                                     .arg(QDir::toNativeSeparators(fileName)));
     DecodedWave wave = DecodeWaveFile(fileName);
-    return std::make_shared<DirectSoundBuffer>(device_, events_, desc.lFlags, fileName,
-                                               wave.channels, wave.sampleRate, wave.samples);
+    return std::make_shared<DirectSoundBuffer>(device_, events_, desc.lFlags, fileName, wave);
 }
 
 std::shared_ptr<DirectSoundBuffer>
@@ -191,6 +271,10 @@ bool DirectSound::isLoopback() const {
 }
 int DirectSound::sampleRate() const {
     return device_->rate;
+}
+
+bool DirectSound::mixing() const {
+    return !device_->paused;
 }
 
 int DirectSound::mixerRefresh() const {

@@ -88,6 +88,7 @@ class DirectXEvent : public QEvent {
 
 class DirectSound;
 class DirectSoundBuffer;
+struct DecodedWave;
 struct Device;
 struct EventTable;
 
@@ -127,6 +128,8 @@ class DirectSound {
     int sampleRate() const;
     // Mixer updates per second the device settled on.
     int mixerRefresh() const;
+    // False while the device is paused because nothing plays.
+    bool mixing() const;
 
   private:
     std::shared_ptr<Device> device_;
@@ -138,8 +141,7 @@ class DirectSoundBuffer {
   public:
     struct Data;
     DirectSoundBuffer(std::shared_ptr<Device> device, std::shared_ptr<EventTable> events,
-                      Long flags, const QString& fileName, int channels, int sampleRate,
-                      const std::vector<float>& samples);
+                      Long flags, const QString& fileName, const DecodedWave& wave);
     ~DirectSoundBuffer();
     DirectSoundBuffer(const DirectSoundBuffer&) = delete;
     DirectSoundBuffer& operator=(const DirectSoundBuffer&) = delete;
@@ -176,6 +178,16 @@ void UseLoopbackDevice(std::optional<LoopbackFormat> format);
 // a name the driver does not know makes the open fail exactly as with no device at all.
 void OverrideDeviceName(std::optional<std::string> name);
 } // namespace test
+
+// Start-up opens the default device and reads the same sounds every time, and a second thread
+// can do both while the first starts the toolkit: announce them on the first thread before the
+// second starts, run PrefetchDevice and PrefetchWaveFiles on the second, and DirectSoundCreate("")
+// and the sound buffers take what it made (or do the work themselves when they come first). Drop
+// ends it, once start-up has taken what it needs; it closes a device nobody took.
+void AnnounceStartup(bool defaultDevice, const std::vector<QString>& waveFiles);
+void PrefetchDevice();
+void PrefetchWaveFiles();
+void DropPrefetched();
 
 // Mixing period and queue length asked of a real device: short, so that a shot is heard at once
 // (256 frames is 5.8 ms at 44.1 kHz).

@@ -1,8 +1,10 @@
 #include "directsound.h"
 #include "dsdevice.h"
+#include "wavfile.h"
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <algorithm>
 
 namespace dx {
 
@@ -32,23 +34,28 @@ struct DirectSoundBuffer::Data {
 
 DirectSoundBuffer::DirectSoundBuffer(std::shared_ptr<Device> device,
                                      std::shared_ptr<EventTable> events, Long flags,
-                                     const QString& fileName, int channels, int sampleRate,
-                                     const std::vector<float>& samples)
+                                     const QString& fileName, const DecodedWave& wave)
     : d_(std::make_unique<Data>()) {
     d_->device = std::move(device);
     d_->events = std::move(events);
     d_->flags = flags;
     d_->fileName = fileName;
-    d_->channels = channels;
-    d_->rate = sampleRate;
-    d_->frames = static_cast<Long>(samples.size() / static_cast<size_t>(channels));
+    d_->channels = wave.channels;
+    d_->rate = wave.sampleRate;
+    d_->frames = static_cast<Long>(wave.frames());
 
     d_->device->makeCurrent();
     alGenBuffers(1, &d_->buffer);
     checkAl("make a buffer", fileName);
-    const ALenum format = channels == 2 ? AL_FORMAT_STEREO_FLOAT32 : AL_FORMAT_MONO_FLOAT32;
-    alBufferData(d_->buffer, format, samples.data(),
-                 static_cast<ALsizei>(samples.size() * sizeof(float)), sampleRate);
+    const bool stereo = wave.channels == 2;
+    if (!wave.pcm16.empty())
+        alBufferData(d_->buffer, stereo ? AL_FORMAT_STEREO16 : AL_FORMAT_MONO16, wave.pcm16.data(),
+                     static_cast<ALsizei>(wave.pcm16.size() * sizeof(std::int16_t)),
+                     wave.sampleRate);
+    else
+        alBufferData(d_->buffer, stereo ? AL_FORMAT_STEREO_FLOAT32 : AL_FORMAT_MONO_FLOAT32,
+                     wave.samples.data(), static_cast<ALsizei>(wave.samples.size() * sizeof(float)),
+                     wave.sampleRate);
     checkAl("fill a buffer", fileName);
     alGenSources(1, &d_->source);
     checkAl("make a source", fileName);
@@ -57,13 +64,18 @@ DirectSoundBuffer::DirectSoundBuffer(std::shared_ptr<Device> device,
     alSourcei(d_->source, AL_SOURCE_RELATIVE, AL_TRUE);
     alSource3f(d_->source, AL_POSITION, 0.0f, 0.0f, 0.0f);
     alSourcef(d_->source, AL_ROLLOFF_FACTOR, 0.0f);
-    if (channels == 2) alSourcei(d_->source, AL_DIRECT_CHANNELS_SOFT, AL_TRUE);
+    if (stereo) alSourcei(d_->source, AL_DIRECT_CHANNELS_SOFT, AL_TRUE);
     alSourcei(d_->source, AL_BUFFER, static_cast<ALint>(d_->buffer));
     checkAl("attach a buffer", fileName);
+    d_->device->voices.push_back({d_->source, d_->frames, d_->rate});
 }
 
 DirectSoundBuffer::~DirectSoundBuffer() {
     if (alcGetCurrentContext() != d_->device->context) alcMakeContextCurrent(d_->device->context);
+    auto& voices = d_->device->voices;
+    voices.erase(std::remove_if(voices.begin(), voices.end(),
+                                [this](const Voice& v) { return v.source == d_->source; }),
+                 voices.end());
     if (d_->source) alDeleteSources(1, &d_->source);
     if (d_->buffer) alDeleteBuffers(1, &d_->buffer);
     alGetError();
@@ -109,12 +121,14 @@ void DirectSoundBuffer::Play(Long flags) {
     const ALint state = d_->state();
     // Playing again must not restart: OpenAL would, the device goes on where it is.
     if (state != AL_PLAYING) {
+        d_->device->wake();
         if (state != AL_PAUSED && d_->pendingFrame > 0)
             alSourcei(d_->source, AL_SAMPLE_OFFSET, d_->pendingFrame);
         alSourcePlay(d_->source);
         d_->pendingFrame = 0;
     }
     checkAl("play", d_->fileName);
+    d_->device->watchForQuiet();
     if (!d_->notify.empty() && QCoreApplication::instance()) {
         if (!d_->watch) {
             d_->watch = std::make_unique<QTimer>();

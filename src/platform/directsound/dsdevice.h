@@ -7,6 +7,9 @@
 #include <AL/alc.h>
 #include <AL/alext.h>
 #include <QDir>
+#include <QTimer>
+#include <memory>
+#include <vector>
 
 namespace dx {
 
@@ -23,6 +26,13 @@ inline void checkAl(const char* what, const QString& fileName) {
                          .arg(error, 0, 16));
 }
 
+// A source of the device and how long its sound lasts, to know when the last one has ended.
+struct Voice {
+    ALuint source = 0;
+    Long frames = 0;
+    int rate = 0;
+};
+
 struct Device {
     ALCdevice* device = nullptr;
     ALCcontext* context = nullptr;
@@ -31,7 +41,25 @@ struct Device {
     int rate = 0;
     LPALCRENDERSAMPLESSOFT render = nullptr;
 
+    // A running mixer costs as much mixing silence as mixing sound, so a real device is paused
+    // (ALC_SOFT_pause_device) while nothing plays and resumed by the next play.
+    LPALCDEVICEPAUSESOFT pauseMixer = nullptr;
+    LPALCDEVICERESUMESOFT resumeMixer = nullptr;
+    bool paused = false;
+    std::vector<Voice> voices;
+    std::unique_ptr<QTimer> quiet;
+
+    // After the context is made, on any thread: pauses at once, since nothing plays yet.
+    void pauseWhileQuiet();
+    // On the thread of the event loop, which notices the quiet; without one, the mixer runs.
+    void watchForQuietFromNowOn();
+    // Before a source starts: mixing must run.
+    void wake();
+    // After a source started: pause once every sound has played out.
+    void watchForQuiet();
+
     ~Device() {
+        quiet.reset();
         if (context) {
             if (alcGetCurrentContext() == context) alcMakeContextCurrent(nullptr);
             alcDestroyContext(context);

@@ -1,5 +1,6 @@
 #include "wavfile.h"
 
+#include "Prefetched.h"
 #include "directsound.h"
 
 #include <QDir>
@@ -67,9 +68,12 @@ bool acceptedEncoding(int subtype) {
     }
 }
 
-} // namespace
+runtime::Prefetched<DecodedWave, false>& prefetched() {
+    static runtime::Prefetched<DecodedWave, false> waves;
+    return waves;
+}
 
-DecodedWave DecodeWaveFile(const QString& fileName) {
+DecodedWave decodeFile(const QString& fileName) {
     const QFileInfo info(fileName);
     if (!info.exists())
         throw runtime::RuntimeError(
@@ -100,24 +104,58 @@ DecodedWave DecodeWaveFile(const QString& fileName) {
     DecodedWave wave;
     wave.channels = sfinfo.channels;
     wave.sampleRate = sfinfo.samplerate;
+    const int encoding = sfinfo.format & SF_FORMAT_SUBMASK;
+    const bool shorts = encoding == SF_FORMAT_PCM_16 || encoding == SF_FORMAT_PCM_S8 ||
+                        encoding == SF_FORMAT_PCM_U8;
     // Grow as data actually arrives, so a lying header cannot demand a huge allocation.
-    constexpr sf_count_t chunk = 16384;
-    sf_count_t total = 0;
-    while (total < sfinfo.frames) {
-        const sf_count_t want = std::min(chunk, sfinfo.frames - total);
-        wave.samples.resize(static_cast<size_t>((total + want) * sfinfo.channels));
-        const sf_count_t got =
-            sf_readf_float(file.get(), wave.samples.data() + total * sfinfo.channels, want);
-        if (got <= 0) break;
-        total += got;
-    }
-    wave.samples.resize(static_cast<size_t>(total * sfinfo.channels));
+    const auto read = [&](auto& samples, auto readFrames) {
+        constexpr sf_count_t chunk = 16384;
+        sf_count_t total = 0;
+        while (total < sfinfo.frames) {
+            const sf_count_t want = std::min(chunk, sfinfo.frames - total);
+            samples.resize(static_cast<size_t>((total + want) * sfinfo.channels));
+            const sf_count_t got =
+                readFrames(file.get(), samples.data() + total * sfinfo.channels, want);
+            if (got <= 0) break;
+            total += got;
+        }
+        samples.resize(static_cast<size_t>(total * sfinfo.channels));
+        return total;
+    };
+    const sf_count_t total =
+        shorts ? read(wave.pcm16, sf_readf_short) : read(wave.samples, sf_readf_float);
     if (sf_error(file.get()) != SF_ERR_NO_ERROR)
         badFile(fileName, QString::fromUtf8(sf_strerror(file.get())));
     if (total != sfinfo.frames)
         badFile(fileName,
                 QStringLiteral("truncated: %1 of %2 frames").arg(total).arg(sfinfo.frames));
     return wave;
+}
+
+} // namespace
+
+DecodedWave DecodeWaveFile(const QString& fileName) {
+    if (std::optional<DecodedWave> ahead = prefetched().take(fileName)) return std::move(*ahead);
+    return decodeFile(fileName);
+}
+
+void AnnounceWaveFiles(const std::vector<QString>& fileNames) {
+    prefetched().announce(fileNames);
+}
+
+void PrefetchWaveFiles() {
+    // A file that fails is left to its reader, to raise the error where start-up expects it.
+    prefetched().fill([](const QString& fileName) -> std::optional<DecodedWave> {
+        try {
+            return decodeFile(fileName);
+        } catch (const std::exception&) {
+            return std::nullopt;
+        }
+    });
+}
+
+void DropPrefetchedWaveFiles() {
+    prefetched().clear();
 }
 
 } // namespace dx

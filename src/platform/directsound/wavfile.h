@@ -1,7 +1,8 @@
 #pragma once
-// WAV files decoded whole into float samples, as the sound buffers hold them.
+// WAV files decoded whole into samples, as the sound buffers hold them.
 
 #include <QString>
+#include <cstdint>
 #include <vector>
 
 namespace dx {
@@ -9,11 +10,24 @@ namespace dx {
 struct DecodedWave {
     int channels = 0;
     int sampleRate = 0;
-    std::vector<float> samples; // interleaved, frames × channels
+    // Interleaved, frames × channels, in one of the two: files of 8 or 16 bits keep 16-bit
+    // samples, which the device turns into exactly the floats libsndfile would give, at half
+    // the memory; every other encoding is read as floats.
+    std::vector<std::int16_t> pcm16;
+    std::vector<float> samples;
+
+    std::size_t frames() const {
+        return (pcm16.empty() ? samples.size() : pcm16.size()) / std::size_t(channels);
+    }
 };
 
 // Raises runtime::RuntimeError naming the file when it is missing, not a WAV file of one or two
-// channels, holds no sound, or is cut short of what its header declares.
+// channels, holds no sound, or is cut short of what its header declares. Takes the result of
+// PrefetchWaveFiles when there is one.
 DecodedWave DecodeWaveFile(const QString& fileName);
+
+// The sounds' part of AnnounceStartup and DropPrefetched.
+void AnnounceWaveFiles(const std::vector<QString>& fileNames);
+void DropPrefetchedWaveFiles();
 
 } // namespace dx

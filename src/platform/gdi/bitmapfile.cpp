@@ -1,5 +1,7 @@
 #include "gdi.h"
 
+#include "Prefetched.h"
+
 #include <QFile>
 #include <algorithm>
 #include <bit>
@@ -161,28 +163,32 @@ bool decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vect
     const Channel red(h.masks[0]), green(h.masks[1]), blue(h.masks[2]);
     const bool plain32 =
         h.bpp == 32 && h.masks[0] == 0xFF0000 && h.masks[1] == 0xFF00 && h.masks[2] == 0xFF;
+    // One loop per depth: the choice is made once a row, not once a pixel.
     for (int r = 0; r < rows; ++r) {
         const uchar* src = f.p + at + r * stride;
         auto* out = reinterpret_cast<QRgb*>(image.scanLine(h.height < 0 ? r : rows - 1 - r));
-        for (int x = 0; x < w; ++x) {
-            switch (h.bpp) {
-            case 1:
+        switch (h.bpp) {
+        case 1:
+            for (int x = 0; x < w; ++x)
                 out[x] = palette[(src[x >> 3] >> (7 - (x & 7))) & 1];
-                break;
-            case 4:
+            break;
+        case 4:
+            for (int x = 0; x < w; ++x)
                 out[x] = palette[(src[x >> 1] >> ((x & 1) ? 0 : 4)) & 0xF];
-                break;
-            case 8:
+            break;
+        case 8:
+            for (int x = 0; x < w; ++x)
                 out[x] = palette[src[x]];
-                break;
-            case 24:
-                out[x] = qRgb(src[3 * x + 2], src[3 * x + 1], src[3 * x]);
-                break;
-            default: {
+            break;
+        case 24:
+            for (int x = 0; x < w; ++x, src += 3)
+                out[x] = qRgb(src[2], src[1], src[0]);
+            break;
+        default:
+            for (int x = 0; x < w; ++x) {
                 const std::uint32_t px =
                     h.bpp == 16 ? f.u16(src - f.p + 2 * x) : f.u32(src - f.p + 4 * x);
                 out[x] = plain32 ? (px | 0xFF000000u) : qRgb(red(px), green(px), blue(px));
-            }
             }
         }
     }
@@ -253,14 +259,46 @@ QImage decode(const Bytes& f) {
     return ok ? image : QImage();
 }
 
-} // namespace
+runtime::Prefetched<QImage, true>& prefetched() {
+    static runtime::Prefetched<QImage, true> bitmaps;
+    return bitmaps;
+}
 
-QImage ReadBitmapFile(const QString& fileName) {
+QImage readFile(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
+    // Mapped, the file's pages come straight from the page cache instead of being copied.
+    if (const uchar* mapped = file.map(0, file.size())) {
+        QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
+        file.unmap(const_cast<uchar*>(mapped));
+        return image;
+    }
     const QByteArray data = file.readAll();
     return decode(Bytes{reinterpret_cast<const uchar*>(data.constData()),
                         static_cast<std::size_t>(data.size())});
+}
+
+} // namespace
+
+QImage ReadBitmapFile(const QString& fileName) {
+    if (std::optional<QImage> ahead = prefetched().take(fileName)) return *ahead;
+    return readFile(fileName);
+}
+
+void AnnounceBitmapFiles(const std::vector<QString>& fileNames) {
+    prefetched().announce(fileNames);
+}
+
+void PrefetchBitmapFiles() {
+    prefetched().fill([](const QString& fileName) -> std::optional<QImage> {
+        QImage image = readFile(fileName);
+        if (image.isNull()) return std::nullopt;
+        return image;
+    });
+}
+
+void DropPrefetchedBitmapFiles() {
+    prefetched().clear();
 }
 
 } // namespace gdi

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
@@ -17,15 +18,55 @@ struct DeviceContext {
     std::shared_ptr<QImage> selected;
     HGDIOBJ selectedHandle = 0;
     QImage* external = nullptr;
-    std::function<void()> changed;
+    std::function<void(std::span<const QRect>)> changed;
 
     QImage* surface() const { return external ? external : selected.get(); }
+};
+
+// A surface last filled by a whole copy of another of its size, and what has been written into
+// either since: the next whole copy needs only those parts, as a frame shown again after a
+// small change does. Every write changes an image's cache key, so a write that did not come
+// through BitBlt (a new picture, a painter) shows, and the next copy is whole again.
+struct Mirror {
+    HDC dst = 0, src = 0;
+    const QImage* dstImage = nullptr;
+    const QImage* srcImage = nullptr;
+    qint64 dstKey = 0, srcKey = 0;
+    // False once either image changed past the transfers: only a whole copy then says more.
+    bool known = false;
+    std::vector<QRect> stale; // may overlap
+
+    void add(const QRect& part) {
+        // A picture's colours go where its mask just went.
+        if (!stale.empty() && stale.back().contains(part)) return;
+        if (stale.size() < MaxStaleParts) {
+            stale.push_back(part);
+            return;
+        }
+        QRect all = part;
+        for (const QRect& r : stale)
+            all |= r;
+        stale.assign(1, all);
+    }
+    qint64 staleArea() const {
+        qint64 area = 0;
+        for (const QRect& r : stale)
+            area += qint64(r.width()) * r.height();
+        return area;
+    }
+
+    static constexpr std::size_t MaxStaleParts = 24;
 };
 
 struct Table {
     std::unordered_map<std::int32_t, DeviceContext> dcs;
     std::unordered_map<std::int32_t, std::shared_ptr<QImage>> bitmaps;
+    std::vector<Mirror> mirrors;
     std::int32_t next = 1;
+
+    void forgetMirrors(HDC dc) {
+        std::erase_if(mirrors, [dc](const Mirror& m) { return m.dst == dc || m.src == dc; });
+    }
 
     std::int32_t allocate() {
         for (;;) {
@@ -124,6 +165,7 @@ HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
     const auto b = t.bitmaps.find(object);
     if (d == t.dcs.end() || b == t.bitmaps.end() || d->second.external) return 0;
     const HGDIOBJ previous = d->second.selectedHandle;
+    t.forgetMirrors(dc);
     d->second.selected = b->second;
     d->second.selectedHandle = object;
     return previous;
@@ -136,6 +178,7 @@ std::int32_t DeleteObject(HGDIOBJ object) {
 
 std::int32_t DeleteDC(HDC dc) {
     ++Calls().deleteDC;
+    table().forgetMirrors(dc);
     return table().dcs.erase(dc) ? 1 : 0;
 }
 
@@ -156,12 +199,46 @@ std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std
         !clipAxis(Y, SY, H, di->height(), si->height()))
         return 1;
 
+    const QRect area(static_cast<int>(X), static_cast<int>(Y), static_cast<int>(W),
+                     static_cast<int>(H));
+    std::span<const QRect> written(&area, 1);
+    std::vector<QRect> parts;
+    Mirror* mirror = nullptr;
+    if (rop == SRCCOPY && di != si && SX == 0 && SY == 0 && area == di->rect() &&
+        si->size() == di->size()) {
+        const auto m = std::find_if(t.mirrors.begin(), t.mirrors.end(),
+                                    [dst](const Mirror& m) { return m.dst == dst; });
+        mirror = m != t.mirrors.end() ? &*m : &t.mirrors.emplace_back();
+        // When most of it changed, whole rows copy faster than many short pieces.
+        if (mirror->known && mirror->src == src && mirror->dstImage == di &&
+            mirror->srcImage == si && mirror->dstKey == di->cacheKey() &&
+            mirror->srcKey == si->cacheKey()) {
+            if (mirror->staleArea() * 2 < qint64(W) * H) {
+                parts.swap(mirror->stale);
+                written = parts;
+            }
+        } else {
+            *mirror = Mirror{dst, src, di, si, 0, si->cacheKey(), true, {}};
+        }
+        mirror->stale.clear();
+    }
+    if (written.empty()) {
+        mirror->dstKey = di->cacheKey();
+        mirror->stale.swap(parts); // keeps its room for the next frame
+        return 1;
+    }
+
+    // A mirror whose images changed behind the transfers' backs knows nothing more.
+    for (Mirror& m : t.mirrors)
+        if (&m != mirror && ((m.dstImage == di && m.dstKey != di->cacheKey()) ||
+                             (m.srcImage == di && m.srcKey != di->cacheKey())))
+            m.known = false;
+
     // Writable bits first: that detaches the destination should it share data with the source.
     uchar* dBits = di->bits();
     const uchar* sBits = si->constBits();
     const qsizetype dStride = di->bytesPerLine();
     qsizetype sStride = si->bytesPerLine();
-    const int n = static_cast<int>(W);
 
     std::vector<std::uint32_t> staged;
     if (di == si && X < SX + W && SX < X + W && Y < SY + H && SY < Y + H) {
@@ -175,16 +252,43 @@ std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std
         SX = SY = 0;
     }
 
-    for (std::int64_t r = 0; r < H; ++r) {
-        auto* dRow = reinterpret_cast<std::uint32_t*>(dBits + (Y + r) * dStride) + X;
-        const auto* sRow = reinterpret_cast<const std::uint32_t*>(sBits + (SY + r) * sStride) + SX;
-        op(dRow, sRow, n);
+    // Parts of a whole copy may overlap; copying a pixel twice leaves it the same.
+    for (const QRect& part : written) {
+        const std::int64_t sx = SX + (part.x() - X), sy = SY + (part.y() - Y);
+        if (op == copyRow && part.x() == 0 && sx == 0 && part.width() * 4 == dStride &&
+            dStride == sStride) {
+            // Whole rows of two surfaces of one width: one block.
+            std::memcpy(dBits + part.y() * dStride, sBits + sy * sStride,
+                        static_cast<std::size_t>(part.height() * dStride));
+            continue;
+        }
+        for (int r = 0; r < part.height(); ++r) {
+            auto* dRow =
+                reinterpret_cast<std::uint32_t*>(dBits + (part.y() + r) * dStride) + part.x();
+            const auto* sRow =
+                reinterpret_cast<const std::uint32_t*>(sBits + (sy + r) * sStride) + sx;
+            op(dRow, sRow, part.width());
+        }
     }
-    if (d->second.changed) d->second.changed();
+
+    // What mirrors this surface, or is mirrored by it, now differs there.
+    for (Mirror& m : t.mirrors) {
+        if (!m.known) continue;
+        if ((m.dstImage == di && &m != mirror) || m.srcImage == di)
+            for (const QRect& part : written)
+                m.add(part);
+        if (m.dstImage == di) m.dstKey = di->cacheKey();
+        if (m.srcImage == di) m.srcKey = di->cacheKey();
+    }
+    if (d->second.changed) d->second.changed(written);
+    if (!parts.empty()) {
+        parts.clear();
+        mirror->stale.swap(parts);
+    }
     return 1;
 }
 
-HDC CreateSurfaceDC(QImage* surface, std::function<void()> changed) {
+HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)> changed) {
     if (!surface) return 0;
     Table& t = table();
     const HDC h = t.allocate();

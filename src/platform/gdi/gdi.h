@@ -3,9 +3,12 @@
 // bit-block transfers the game draws with.
 
 #include <QImage>
+#include <QRect>
 #include <QString>
 #include <cstdint>
 #include <functional>
+#include <span>
+#include <vector>
 
 namespace gdi {
 
@@ -38,12 +41,21 @@ std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std
                     HDC src, std::int32_t sx, std::int32_t sy, std::uint32_t rop);
 
 // A device context over a surface that someone else owns (a picture area of a window).
-// `changed` runs after every transfer that writes into the surface.
-HDC CreateSurfaceDC(QImage* surface, std::function<void()> changed = {});
+// `changed` runs after every transfer that writes into the surface, with the rectangles it
+// wrote (they may overlap).
+HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)> changed = {});
 
 // Reads a bitmap file into RGB32 with full intensity kept in every depth; a null image
 // when the file is missing, unreadable or not a bitmap.
 QImage ReadBitmapFile(const QString& fileName);
+
+// Start-up reads the same pictures every time, and a second thread can decode them while the
+// first starts the toolkit: announce the files, run PrefetchBitmapFiles on the second thread,
+// and ReadBitmapFile takes each picture from it (or reads the file itself when it comes first).
+// Drop ends it, once start-up has read what it needs.
+void AnnounceBitmapFiles(const std::vector<QString>& fileNames);
+void PrefetchBitmapFiles();
+void DropPrefetchedBitmapFiles();
 
 // The surface a device context reads and writes; nullptr when it has none.
 QImage* SurfaceOf(HDC dc);

@@ -65,6 +65,17 @@ void requireFile(const QString& fileName) {
         throw runtime::RuntimeError(runtime::ErrFileNotFound, QStringLiteral("File not found"));
 }
 
+// Qt hands a draw of 96 scan lines or more to its thread pool; for a bird-sized part that costs
+// more in waking threads than the copy itself. Bands of fewer lines stay on this thread.
+void drawInBands(QPainter& p, const QRect& target, const QImage& image, const QRect& source) {
+    constexpr int Band = 64;
+    for (int y = 0; y < target.height(); y += Band) {
+        const int h = std::min(Band, target.height() - y);
+        p.drawImage(QRect(target.x(), target.y() + y, target.width(), h), image,
+                    QRect(source.x(), source.y() + y, source.width(), h));
+    }
+}
+
 [[noreturn]] void invalidPicture() {
     throw runtime::RuntimeError(runtime::ErrInvalidPicture, QStringLiteral("Invalid picture"));
 }
@@ -73,7 +84,14 @@ void requireFile(const QString& fileName) {
 
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
     nativepress::Watch();
-    dc_ = gdi::CreateSurfaceDC(&surface_, [this] { update(); });
+    // The border and the surface cover every pixel: nothing behind needs painting first.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    dc_ = gdi::CreateSurfaceDC(&surface_, [this](std::span<const QRect> written) {
+        // A hidden area (the back buffer) shows nothing to repaint.
+        if (!isVisible()) return;
+        for (const QRect& r : written)
+            update(shownRect(r));
+    });
     resizeSurface(int(ScaleWidth()), int(ScaleHeight()));
 }
 
@@ -182,6 +200,12 @@ void PictureBox::paintEvent(QPaintEvent* event) {
     // Pixels stay sharp on scaled screens: nearest neighbour, never smoothed.
     p.setRenderHint(QPainter::SmoothPixmapTransform, false);
     const int b = borderWidth();
+    const double ratio = devicePixelRatioF();
+    // On a fractional scale neither the border's lines nor the enlarged surface fill every
+    // device pixel of the area; the rest shows the window's colour.
+    if (ratio != 1.0)
+        for (const QRect& r : event->region())
+            p.fillRect(r, palette().color(QPalette::Window));
     if (b) {
         const int w = width(), h = height();
         p.setPen(QColor(160, 160, 160));
@@ -197,24 +221,50 @@ void PictureBox::paintEvent(QPaintEvent* event) {
         p.drawLine(1, h - 2, w - 2, h - 2);
         p.drawLine(w - 2, 1, w - 2, h - 2);
     }
-    const double ratio = devicePixelRatioF();
     if (ratio == 1.0) {
-        const QRect inner(b, b, surface_.width(), surface_.height());
-        const QRect exposed = event->rect() & inner;
-        if (!exposed.isEmpty()) p.drawImage(exposed, surface_, exposed.translated(-b, -b));
+        for (const QRect& r : event->region()) {
+            const QRect exposed = r & QRect(b, b, surface_.width(), surface_.height());
+            if (!exposed.isEmpty()) drawInBands(p, exposed, surface_, exposed.translated(-b, -b));
+        }
         return;
     }
     // Enlarged by a whole factor and placed on a whole device pixel, every surface pixel
     // covers the same k x k device pixels; a fractional ratio leaves a sliver of background.
+    // Only the surface pixels under the repainted parts are enlarged.
     const int k = pixelFactor();
-    QImage shown = k == 1 ? surface_
-                          : surface_.scaled(surface_.size() * k, Qt::IgnoreAspectRatio,
-                                            Qt::FastTransformation);
-    shown.setDevicePixelRatio(ratio);
+    const QPointF at = shownCorner();
+    const double step = k / ratio;
+    for (const QRect& r : event->region()) {
+        const QRect pixels = QRect(QPoint(int(std::floor((r.left() - at.x()) / step)),
+                                          int(std::floor((r.top() - at.y()) / step))),
+                                   QPoint(int(std::ceil((r.right() + 1 - at.x()) / step)) - 1,
+                                          int(std::ceil((r.bottom() + 1 - at.y()) / step)) - 1)) &
+                             surface_.rect();
+        if (pixels.isEmpty()) continue;
+        QImage shown = surface_.copy(pixels);
+        if (k > 1)
+            shown = shown.scaled(shown.size() * k, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+        shown.setDevicePixelRatio(ratio);
+        p.drawImage(at + QPointF(pixels.x() * step, pixels.y() * step), shown);
+    }
+}
+
+QPointF PictureBox::shownCorner() const {
+    const double ratio = devicePixelRatioF();
     const QPointF offset = mapTo(window(), QPointF(0, 0));
-    const QPointF at = surfaceCorner(offset * ratio) / ratio - offset;
-    p.fillRect(rect().adjusted(b, b, -b, -b), palette().color(QPalette::Window));
-    p.drawImage(at, shown);
+    return surfaceCorner(offset * ratio) / ratio - offset;
+}
+
+QRect PictureBox::shownRect(const QRect& pixels) const {
+    const int b = borderWidth();
+    const double ratio = devicePixelRatioF();
+    if (ratio == 1.0) return pixels.translated(b, b);
+    const QPointF at = shownCorner();
+    const double step = pixelFactor() / ratio;
+    return QRect(QPoint(int(std::floor(at.x() + pixels.left() * step)),
+                        int(std::floor(at.y() + pixels.top() * step))),
+                 QPoint(int(std::ceil(at.x() + (pixels.right() + 1) * step)) - 1,
+                        int(std::ceil(at.y() + (pixels.bottom() + 1) * step)) - 1));
 }
 
 void PictureBox::mousePressEvent(QMouseEvent* event) {

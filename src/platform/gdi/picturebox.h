@@ -57,10 +57,14 @@ class PictureBox : public QWidget {
     void fitToSurface();
     // Widget units per surface pixel.
     double viewScale() const;
+    // Where surface pixels show, in widget units.
+    QRect shownRect(const QRect& pixels) const;
     // Where the surface's corner lies on the window's device pixels when the area's corner
     // lies at `areaCorner`: a fractional ratio can put the area between device pixels, the
     // surface goes to the nearest whole one.
     QPointF surfaceCorner(QPointF areaCorner) const;
+    // Where the surface's corner shows, in widget units.
+    QPointF shownCorner() const;
 
     QImage surface_;
     gdi::HDC dc_ = 0;
