@@ -157,8 +157,7 @@ class TestScores : public QObject {
     void loadResetsMissingOrDamagedFile() {
         QFETCH(QByteArray, file);
         QFETCH(bool, reported);
-        QFile f(path());
-        QVERIFY(file.isNull() || (f.open(QIODevice::WriteOnly) && f.write(file) >= 0 && f.flush()));
+        if (!file.isNull()) writeFile(path(), file);
         hs.LoadScores();
         QCOMPARE(messages,
                  reported ? QStringList{"Invalid Scores file! Scores reset.|16"} : QStringList{});
