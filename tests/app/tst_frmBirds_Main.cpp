@@ -23,18 +23,6 @@ class TestMainWindow : public QObject {
         return w->Buttons(1)->isChecked() * 100 + w->Buttons(2)->isChecked() * 10 +
                w->Buttons(3)->isChecked();
     }
-    // Opens a modal window with `open`, answers it with `answer`; returns the window's class.
-    QString answerModal(const std::function<void()>& open,
-                        const std::function<void(QWidget*)>& answer) {
-        QString seen;
-        QTimer::singleShot(200, [&] {
-            QWidget* modal = QApplication::activeModalWidget();
-            seen = modal ? modal->metaObject()->className() : "none";
-            if (modal) answer(modal);
-        });
-        open();
-        return seen;
-    }
     // Logs the modal window shown a moment later and answers it; a wrong one is just hidden.
     QStringList log;
     void whenModal(QWidget* expected, std::function<void()> answer) {
@@ -169,11 +157,10 @@ class TestMainWindow : public QObject {
 
     void closeRequestIsTurnedIntoTheExitQuestion() {
         freshGame();
-        bool closed = true;
-        QCOMPARE(answerModal([&] { closed = w->close(); },
-                             [](QWidget* d) { static_cast<frmExit*>(d)->cmdStay->click(); }),
-                 "frmExit");
-        QVERIFY(!closed && w->isVisible());
+        log = {};
+        whenModal(&frmExit::instance(), [] { frmExit::instance().cmdStay->click(); });
+        QVERIFY(!w->close() && w->isVisible());
+        QCOMPARE(log, QStringList{"Exit Game?!"});
         QCOMPARE(modGame::GameState, modGame::StatePaused);
         QVERIFY(ends.isEmpty());
     }
@@ -183,16 +170,16 @@ class TestMainWindow : public QObject {
         freshGame();
         modGame::BirdsLeft = 10;
         bool dropped = false;
-        QCOMPARE(answerModal([] { QTest::qWait(400); },
-                             [&](QWidget* d) {
-                                 const modGame::Long atOpen = modGame::TickCount;
-                                 w->tmrGame().setInterval(20);
-                                 QTest::qWait(300);
-                                 dropped = modGame::TickCount == atOpen;
-                                 d->hide();
-                             }),
-                 "frmGameOver");
-        QVERIFY(dropped);
+        log = {};
+        whenModal(&frmGameOver::instance(), [&] {
+            const modGame::Long atOpen = modGame::TickCount;
+            w->tmrGame().setInterval(20);
+            QTest::qWait(300);
+            dropped = modGame::TickCount == atOpen;
+            frmGameOver::instance().hide();
+        });
+        QTest::qWait(500);
+        QVERIFY(log == QStringList{"Game Over!"} && dropped);
         const modGame::Long after = modGame::TickCount;
         QTRY_VERIFY_WITH_TIMEOUT(modGame::TickCount > after + 3, 2000);
         QVERIFY(messages.isEmpty());

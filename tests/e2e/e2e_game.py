@@ -93,21 +93,26 @@ class Sprite:  # found by a detailed run of figure pixels, confirmed by sampled 
                       and m[1] >= min_inside)
 
 
+def xvfb(size):  # a private X server and its display
+    r, w = os.pipe()
+    proc = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
+                             "-screen", "0", f"{size}x24"], pass_fds=(w,),
+                            stderr=subprocess.DEVNULL)
+    os.close(w)
+    with os.fdopen(r) as pipe:
+        return proc, ":" + pipe.readline().strip()
+
+
+def copy_run(src, dst):  # the program and its assets, nothing a run left beside them
+    keep = {"morvel-birds", "Graphics", "Sounds"}
+    shutil.copytree(src, dst, ignore=lambda d, names: set(names) - keep if d == src else [])
+
+
 class Game:
     def __init__(self, run_dir, **program_env):
-        r, w = os.pipe()
-        self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
-                                      "-screen", "0", "1024x768x24"], pass_fds=(w,),
-                                     stderr=subprocess.DEVNULL)
-        os.close(w)
-        with os.fdopen(r) as pipe:
-            self.env = dict(os.environ, DISPLAY=":" + pipe.readline().strip())
-        pic = lambda n: Image(sh("convert", f"{run_dir}/Graphics/{n}.bmp", "-depth", "8", "ppm:-"))
-        sprite = lambda n, **k: Sprite(pic(n), pic(n + "mask"), **k)
-        self.dir, self.bg = run_dir, pic("BackGround")
-        self.title = sprite("title", step=1)
-        self.birds = [sprite(f"Bird{d}{n}") for d in "LR" for n in range(1, 6)]
-        self.booms = [sprite(f"explosion{n}") for n in range(1, 6)]
+        self.xvfb, display = xvfb("1024x768")
+        self.env = dict(os.environ, DISPLAY=display)
+        self.load(run_dir)
         self.wav, conf = f"{run_dir}/sound.wav", f"{run_dir}/alsoft.conf"
         open(conf, "w").write(f"[general]\ndrivers=wave\n[wave]\nfile={self.wav}\n")
         os.mkdir(f"{run_dir}/xdg", 0o700)
@@ -116,6 +121,13 @@ class Game:
         self.proc = subprocess.Popen([f"{run_dir}/morvel-birds"], cwd="/", env=env,
                                      stdout=open(f"{run_dir}/program.log", "w"),
                                      stderr=subprocess.STDOUT)
+
+    def load(self, run_dir):  # the pictures it looks for on screen
+        pic = lambda n: Image(sh("convert", f"{run_dir}/Graphics/{n}.bmp", "-depth", "8", "ppm:-"))
+        sprite = lambda n, **k: Sprite(pic(n), pic(n + "mask"), **k)
+        self.dir, self.bg, self.title = run_dir, pic("BackGround"), sprite("title", step=1)
+        self.birds = [sprite(f"Bird{d}{n}") for d in "LR" for n in range(1, 6)]
+        self.booms = [sprite(f"explosion{n}") for n in range(1, 6)]
 
     # X input and output
     def x(self, *args):
@@ -331,11 +343,7 @@ def play(g):
 def pause_and_sound(g):
     inside = lambda f: [b for b in g.find(g.birds, f) if 0 <= b[0] <= 460 and 0 <= b[1] <= 250]
     poll("a bird in view", lambda: inside(g.field()), 20)
-    g.keys("alt+g", "p")
-    time.sleep(0.3)
-    frozen = g.field()
-    time.sleep(0.5)
-    check(g.field().data == frozen.data, "paused: the play field stands still")
+    frozen = pause(g)
     for bx, by in inside(frozen)[:1]:
         g.shoot(bx + 71, by + 75)
     g.keys("alt+g", "p")
@@ -387,16 +395,25 @@ def game_over(g):
     poll("the title again", lambda: g.title.match(g.field(), *TITLE_AT)[0] == 1.0, 3)
 
 
-def leave(g):
+def pause(g):  # returns the field it froze
+    g.keys("alt+g", "p")
+    time.sleep(0.3)
+    frozen = g.field()
+    time.sleep(0.5)
+    check(g.field().data == frozen.data, "paused: the play field stands still")
+    return frozen
+
+
+def leave(g, yes=True, look=lambda box: None):  # answers "Exit Game?!", box seen by look
     g.keys("alt+g", "e")
-    g.press(g.window("Exit Game?!"), 2280, 2280, 1812, 372)
+    look(box := g.window("Exit Game?!"))
+    g.press(box, 240 if yes else 2280, 2280, 1812, 372)
+    if yes:
+        poll("\"Yes!\" ends the program", lambda: g.proc.poll() is not None, 5)
+        return check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
     g.window("Exit Game?!", 3, gone=True)
     time.sleep(0.3)
     check(g.proc.poll() is None, "\"No!\" keeps the game running")
-    g.keys("alt+g", "e")
-    g.press(g.window("Exit Game?!"), 240, 2280, 1812, 372)
-    poll("\"Yes!\" ends the program", lambda: g.proc.poll() is not None, 5)
-    check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
 
 
 def main():
@@ -404,13 +421,13 @@ def main():
     g, ok = None, False
     try:
         for run, env, steps in (
-                ("run", {}, (title_and_speed, play, pause_and_sound, game_over, leave)),
+                ("run", {}, (title_and_speed, play, pause_and_sound, game_over,
+                             lambda g: leave(g, yes=False), leave)),
                 ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
             if g:
                 g.proc.kill(), g.proc.wait(), g.xvfb.terminate(), g.xvfb.wait()
             run_dir = f"{work}/{run}"
-            shutil.copytree(sys.argv[1], run_dir, ignore=lambda d, names: [] if d != sys.argv[1]
-                            else [n for n in names if n not in ("morvel-birds", "Graphics", "Sounds")])
+            copy_run(sys.argv[1], run_dir)
             g = Game(run_dir, **env)
             for step in steps:
                 step(g)

@@ -7,8 +7,8 @@ screenshot-wayland.png."""
 import json, os, pwd, shutil, subprocess, sys, tempfile, time
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from e2e_game import (MAIN, SHOTS, TITLE_AT, Game, Image, Sprite, aim_and_hit, check,  # noqa: E402
-                      edges, poll, sh)
+from e2e_game import (MAIN, SHOTS, TITLE_AT, Game, Image, aim_and_hit,  # noqa: E402
+                      check, copy_run, edges, leave, pause, poll, sh, xvfb)
 
 SKIP = 77
 OUTPUT = "X11-1"
@@ -17,15 +17,9 @@ OUTPUT = "X11-1"
 class WaylandGame(Game):
     def __init__(self, run_dir, work, user):
         self.work, self.user, self.procs, self.scale = work, user, [], 1
-        r, w = os.pipe()
         # sway's X11 back end: a headless output has no pointer, so no client would get
         # the presses that sway's IPC makes.
-        self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
-                                      "-screen", "0", "1800x1400x24"], pass_fds=(w,),
-                                     stderr=subprocess.DEVNULL)
-        os.close(w)
-        with os.fdopen(r) as pipe:
-            display = ":" + pipe.readline().strip()
+        self.xvfb, display = xvfb("1800x1400")
         xdg = f"{work}/xdg"
         os.mkdir(xdg, 0o700)
         os.chown(xdg, user.pw_uid, user.pw_gid)
@@ -42,28 +36,23 @@ class WaylandGame(Game):
             print(open(f"{work}/sway.log").read()[-2000:])
             raise
         self.env.update(WAYLAND_DISPLAY="wayland-1", SWAYSOCK=f"{xdg}/{sock()[0]}")
-        self.dir, self.origin = run_dir, (0, 0)
-        pic = lambda n: Image(sh("convert", f"{run_dir}/Graphics/{n}.bmp", "-depth", "8", "ppm:-"))
-        sprite = lambda n, **k: Sprite(pic(n), pic(n + "mask"), **k)
-        self.bg, self.title = pic("BackGround"), sprite("title", step=1)
-        self.birds = [sprite(f"Bird{d}{n}") for d in "LR" for n in range(1, 6)]
-        self.booms = [sprite(f"explosion{n}") for n in range(1, 6)]
+        self.origin = (0, 0)
+        self.load(run_dir)
         self.proc = self.run_as([f"{run_dir}/morvel-birds"], log="program.log",
                                 QT_QPA_PLATFORM="wayland", ALSOFT_DRIVERS="null")
         self.procs.append(self.proc)
 
-    def run_as(self, cmd, log, **env):
+    def as_user(self, cmd, **env):  # the test's user, with nothing but env
         u = self.user
-        return subprocess.Popen(["setpriv", f"--reuid={u.pw_uid}", f"--regid={u.pw_gid}",
-                                 "--init-groups", "env", "-i", *[f"{k}={v}" for k, v in
-                                                                  dict(self.env, **env).items()],
-                                 *cmd], cwd="/", stdout=open(f"{self.work}/{log}", "w"),
-                                stderr=subprocess.STDOUT)
+        return ["setpriv", f"--reuid={u.pw_uid}", f"--regid={u.pw_gid}", "--init-groups", "env",
+                "-i", *[f"{k}={v}" for k, v in dict(self.env, **env).items()], *cmd]
+
+    def run_as(self, cmd, log, **env):
+        return subprocess.Popen(self.as_user(cmd, **env), cwd="/", stdout=open(
+            f"{self.work}/{log}", "w"), stderr=subprocess.STDOUT)
 
     def x(self, *args):
-        cmd = ["setpriv", f"--reuid={self.user.pw_uid}", f"--regid={self.user.pw_gid}",
-               "--init-groups", "env", "-i", *[f"{k}={v}" for k, v in self.env.items()], *args]
-        return subprocess.run(cmd, capture_output=True).stdout
+        return subprocess.run(self.as_user(args), capture_output=True).stdout
 
     def sway(self, *args):
         return self.x("swaymsg", *args)
@@ -161,11 +150,7 @@ def play_at_scale_1(g):
                 for i in range(-12, 13) for j in range(-12, 13) if 0 <= sx + i < 600 and
                 0 <= sy + j < 400)
     check(drawn > 20, f"the aiming cursor over the field ({drawn} pixels of it at the pointer)")
-    g.keys("alt+g", "p")
-    time.sleep(0.3)
-    frozen = g.field()
-    time.sleep(0.5)
-    check(g.field().data == frozen.data, "paused: the play field stands still")
+    pause(g)
 
 
 def dialogs(g):
@@ -183,12 +168,8 @@ def dialogs(g):
     g.window(MAIN, 3, gone=True, other=True)
     g.keys("Escape")
     g.window("About The Morvel Bird Game!", 3, gone=True)
-    g.keys("alt+g", "e")
-    ex = g.window("Exit Game?!")
-    check(over(g.geometry(ex)), "\"Exit Game?!\" over the main window")
-    g.press(ex, 2280, 2280, 1812, 372)
-    g.window("Exit Game?!", 3, gone=True)
-    check(g.proc.poll() is None, "\"No!\" keeps the game running")
+    leave(g, yes=False, look=lambda ex: check(over(g.geometry(ex)),
+                                              "\"Exit Game?!\" over the main window"))
 
 
 def scaled(g, scale):
@@ -231,8 +212,7 @@ def main():
                     name], check=True)
     user = pwd.getpwnam(name)
     run_dir = f"{work}/run"
-    shutil.copytree(sys.argv[1], run_dir, ignore=lambda d, names: [] if d != sys.argv[1] else [
-        n for n in names if n not in ("morvel-birds", "Graphics", "Sounds")])
+    copy_run(sys.argv[1], run_dir)
     subprocess.run(["chown", "-R", f"{user.pw_uid}:{user.pw_gid}", run_dir], check=True)
     g, result = None, 1
     try:
@@ -246,10 +226,7 @@ def main():
         dialogs(g)
         for scale in (2, 1.5):
             scaled(g, scale)
-        g.keys("alt+g", "e")
-        g.press(g.window("Exit Game?!"), 240, 2280, 1812, 372)
-        poll("\"Yes!\" ends the program", lambda: g.proc.poll() is not None, 5)
-        check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
+        leave(g)
         result = 0
     except AssertionError as e:
         if result != SKIP:

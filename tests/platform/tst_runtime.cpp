@@ -2,7 +2,6 @@
 #include "runtime.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QTest>
 #include <atomic>
 #include <cmath>
@@ -91,11 +90,6 @@ class TestRuntime : public QObject {
         const auto timed = draw();
         Randomize(1234.5f);
         QVERIFY(draw() == timed && timed != first);
-    }
-
-    void pathsJoinInTheGameForm() {
-        QCOMPARE(JoinPath("/opt/g", "\\Graphics\\BackGround.bmp"),
-                 "/opt/g/Graphics/BackGround.bmp");
     }
 
     void guardReportsErrorsAndEnds() {
