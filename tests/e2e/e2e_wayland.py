@@ -193,7 +193,23 @@ def scaled(g, scale):
     # The slowest birds: the game lasts while the edge presses wait for clear spots.
     g.keys(*["alt+o", "d"] * 10, "alt+g", "g")
     edges(g, f"scale {scale}", margin=0 if scale == int(scale) else 1)
-    g.keys("alt+g", "p")
+    end_game(g)
+
+
+def end_game(g):  # stopped, or ended on its own meanwhile on a slow machine: its windows closed
+    shown = lambda title: any(t == title for t, *_ in g.windows().values())
+    if not shown("Game Over!"):
+        g.keys("alt+g", "s")
+        time.sleep(0.5)
+    if shown("Game Over!"):
+        g.press(g.window("Game Over!"), 1320, 3600, 2052, 492)  # Close
+        g.window("Game Over!", gone=True)
+        time.sleep(0.5)
+    if shown("New High Score!"):  # the score is offered to a fresh table
+        g.keys("Return")
+        g.window("High Scores")
+        g.keys("Escape")
+        g.window("High Scores", gone=True)
 
 
 def main():
