@@ -1,28 +1,180 @@
-// Bitmap files as the graphics layer reads them: any bytes as a .bmp, then drawn with every
-// raster operation the game uses onto a play-field-sized surface.
+// Bitmap files as the graphics layer reads them: any bytes as a .bmp. What loads must show the
+// pixels that Qt's own reader, a second implementation of the format, sees in the same file, and
+// every raster operation the game draws with must stay inside both surfaces.
 
 #include "FuzzFile.h"
 #include "gdi.h"
 
+#include <QImageReader>
+#include <array>
+#include <bit>
+
 using namespace gdi;
 
+namespace {
+
+// The few header fields the comparison needs, read independently of the reader under test.
+struct File {
+    const std::uint8_t* data;
+    std::size_t size;
+
+    std::uint32_t le(std::size_t at, int bytes) const {
+        std::uint32_t v = 0;
+        for (int i = 0; i < bytes; ++i)
+            if (at + i < size) v |= std::uint32_t(data[at + i]) << (8 * i);
+        return v;
+    }
+    bool os2() const { return le(14, 4) == 12; } // the short header has neither of the below
+    std::uint32_t bpp() const { return os2() ? le(24, 2) : le(28, 2); }
+    std::uint32_t compression() const { return os2() ? 0 : le(30, 4); }
+    bool runLength() const { return compression() == 1 || compression() == 2; }
+
+    // Bits per colour channel of a 16- or 32-bit file, 0 for palettes and 24 bits. Masks stand
+    // at byte 54 in every header that has them; 16 bits without masks is 5-5-5.
+    std::array<int, 3> channelBits() const {
+        if (os2() || (bpp() != 16 && bpp() != 32)) return {0, 0, 0};
+        if (compression() != 3 && compression() != 6)
+            return bpp() == 16 ? std::array{5, 5, 5} : std::array{8, 8, 8};
+        std::array<int, 3> bits{};
+        for (int c = 0; c < 3; ++c)
+            bits[c] = std::popcount(le(54 + 4 * c, 4));
+        return bits;
+    }
+
+    // Pixels start after the headers and the palette. A file that says otherwise contradicts
+    // itself, and readers part ways: ours believes where the pixels start (shortening the
+    // palette, taking the end of the palette for 0), Qt reads on from where its headers end.
+    bool pixelsAfterHeaders() const {
+        std::uint64_t end = 14 + le(14, 4);
+        if (le(14, 4) == 40 && (compression() == 3 || compression() == 6))
+            end += compression() == 3 ? 12 : 16;
+        if (bpp() <= 8) end += (!os2() && le(46, 4) ? le(46, 4) : 1u << bpp()) * (os2() ? 3 : 4);
+        return end <= le(10, 4);
+    }
+
+    // A run-length stream that keeps to its lines, as the format asks: no run or literal past
+    // the end of a line, no move past the picture. Readers part ways on any other, Windows
+    // (and ours) dropping what overflows a line where Qt carries it into the next.
+    bool wellFormedRuns() const {
+        const std::int64_t w = std::int32_t(le(18, 4)), rows = std::abs(std::int32_t(le(22, 4)));
+        const bool four = compression() == 2;
+        std::size_t at = le(10, 4);
+        std::int64_t x = 0, y = 0;
+        while (y < rows) {
+            if (at + 2 > size) return false;
+            const unsigned a = data[at], b = data[at + 1];
+            at += 2;
+            if (a > 0) {
+                x += a;
+            } else if (b == 0) {
+                x = 0, ++y;
+            } else if (b == 1) {
+                return true;
+            } else if (b == 2) {
+                if (at + 2 > size) return false;
+                x += data[at], y += data[at + 1], at += 2;
+                if (y >= rows) return false;
+            } else {
+                x += b;
+                at += ((four ? (b + 1) / 2 : b) + 1) & ~1u;
+            }
+            if (x > w) return false;
+        }
+        return true;
+    }
+};
+
+// Qt widens a channel of fewer than 8 bits by a shift, so its full value lacks the low bits:
+// 5-bit 31 reads F8. The game needs full intensity to stay full (a white mask must keep the
+// background under AND), so ours repeats the bits downwards. That, and only that, may differ.
+bool sameChannel(int ours, int theirs, int bits) {
+    if (bits == 0 || bits >= 8) return ours == theirs;
+    const int v = theirs >> (8 - bits);
+    int repeated = 0, filled = 0;
+    for (; filled < 8; filled += bits)
+        repeated = repeated << bits | v;
+    return theirs == v << (8 - bits) && ours == repeated >> (filled - 8);
+}
+
+bool samePixels(const QImage& ours, QImage theirs, const std::array<int, 3>& bits) {
+    if (ours.size() != theirs.size()) return false;
+    theirs = theirs.convertToFormat(QImage::Format_ARGB32);
+    for (int y = 0; y < ours.height(); ++y) {
+        const auto* o = reinterpret_cast<const QRgb*>(ours.constScanLine(y));
+        const auto* t = reinterpret_cast<const QRgb*>(theirs.constScanLine(y));
+        for (int x = 0; x < ours.width(); ++x)
+            if (!sameChannel(qRed(o[x]), qRed(t[x]), bits[0]) ||
+                !sameChannel(qGreen(o[x]), qGreen(t[x]), bits[1]) ||
+                !sameChannel(qBlue(o[x]), qBlue(t[x]), bits[2])) {
+                std::fprintf(stderr, "pixel %d,%d: ours %06x, Qt %08x\n", x, y, o[x] & 0xFFFFFF,
+                             t[x]);
+                return false;
+            }
+    }
+    return true;
+}
+
+// One transfer onto the field, checked pixel by pixel against what it should have done:
+// the clipped rectangle combined with the picture, everything else untouched.
+void checkedBlit(QImage& field, HDC fieldDC, const QImage& picture, HDC dc, int x, int y, int w,
+                 int h, int sx, int sy, std::uint32_t rop) {
+    const QImage before = field.copy();
+    BitBlt(fieldDC, x, y, w, h, dc, sx, sy, rop);
+    for (int j = 0; j < field.height(); ++j) {
+        const auto* was = reinterpret_cast<const QRgb*>(before.constScanLine(j));
+        const auto* now = reinterpret_cast<const QRgb*>(field.constScanLine(j));
+        for (int i = 0; i < field.width(); ++i) {
+            QRgb want = was[i];
+            const int u = i - x + sx, v = j - y + sy;
+            if (i >= x && i < x + w && j >= y && j < y + h && picture.rect().contains(u, v)) {
+                const QRgb p = reinterpret_cast<const QRgb*>(picture.constScanLine(v))[u];
+                want = rop == SRCCOPY ? p : rop == SRCAND ? want & p : want | p;
+            }
+            fuzz::Require(now[i] == want, "transfer stays inside its surfaces");
+        }
+    }
+}
+
+} // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const HBITMAP bitmap =
-        LoadImageA(0, fuzz::Write("picture.bmp", data, size).toStdString(), IMAGE_BITMAP, 0, 0,
-                   LR_LOADFROMFILE | LR_CREATEDIBSECTION | LR_DEFAULTSIZE);
+    const QString path = fuzz::Write("picture.bmp", data, size);
+    const HBITMAP bitmap = LoadImageA(0, path.toStdString(), IMAGE_BITMAP, 0, 0,
+                                      LR_LOADFROMFILE | LR_CREATEDIBSECTION | LR_DEFAULTSIZE);
     if (bitmap == 0) return 0;
-    static QImage field(600, 400, QImage::Format_RGB32);
-    static const HDC fieldDC = CreateSurfaceDC(&field);
     const HDC dc = CreateCompatibleDC(0);
-    const HGDIOBJ old = SelectObject(dc, bitmap);
-    // Positions from the input, so clipping at every edge is reached.
-    const int x = size > 2 ? static_cast<std::int8_t>(data[size - 1]) * 5 : 0;
-    const int y = size > 2 ? static_cast<std::int8_t>(data[size - 2]) * 4 : 0;
-    BitBlt(fieldDC, x, y, 140, 148, dc, 0, 0, SRCAND);
-    BitBlt(fieldDC, x, y, 140, 148, dc, 0, 0, SRCPAINT);
-    BitBlt(fieldDC, -x, -y, 600, 400, dc, x, y, SRCCOPY);
-    SelectObject(dc, old);
-    DeleteObject(bitmap);
+    SelectObject(dc, bitmap);
+    DeleteObject(bitmap); // the context keeps the picture, as the memory bitmaps rely on
+    const QImage& picture = *SurfaceOf(dc);
+    fuzz::Require(!picture.isNull() && picture.format() == QImage::Format_RGB32, "RGB32 surface");
+
+    // Pixels that a run-length stream skips are not defined by the format. Qt leaves them as the
+    // image's memory was, so it reads into a picture of index 0 throughout: the colour that a
+    // fresh Windows section shows there, and the one ours gives.
+    const File file{data, size};
+    QImage theirs;
+    if (file.runLength()) {
+        theirs = QImage(picture.size(), QImage::Format_Indexed8);
+        theirs.fill(0);
+    }
+    const bool defined = file.pixelsAfterHeaders() && (!file.runLength() || file.wellFormedRuns());
+    if (defined && QImageReader(path, "bmp").read(&theirs))
+        fuzz::Require(samePixels(picture, theirs, file.channelBits()), "Qt sees the same");
+
+    // A field smaller than a sprite, so every edge clips; positions from the input's last bytes.
+    static QImage field = [] {
+        QImage f(160, 120, QImage::Format_RGB32);
+        f.fill(qRgb(90, 160, 230));
+        return f;
+    }();
+    static const HDC fieldDC = CreateSurfaceDC(&field);
+    const auto at = [&](std::size_t back, int scale) {
+        return size > back ? static_cast<std::int8_t>(data[size - 1 - back]) * scale : 0;
+    };
+    const int x = at(0, 2), y = at(1, 2), sx = at(2, 1), sy = at(3, 1);
+    checkedBlit(field, fieldDC, picture, dc, x, y, 140, 148, sx, sy, SRCAND);
+    checkedBlit(field, fieldDC, picture, dc, x, y, 140, 148, sx, sy, SRCPAINT);
+    checkedBlit(field, fieldDC, picture, dc, -x, -y, 600, 400, sx, sy, SRCCOPY);
     DeleteDC(dc);
     return 0;
 }

@@ -9,8 +9,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     QImage picture;
     const bool asCursor = fuzz::Accepted([&] { cursor = LoadCursorIcon(path); });
     const bool asPicture = fuzz::Accepted([&] { picture = LoadPicture(path); });
-    // What loads is never empty, and an icon fit for the cursor is fit as a picture.
-    fuzz::Require((!asCursor || !cursor.pixmap().isNull()) && (!asPicture || !picture.isNull()) &&
-                  (!asCursor || asPicture));
+    fuzz::Require(!asPicture || !picture.isNull(), "a loaded picture has pixels");
+    if (!asCursor) return 0;
+    // An icon fit for the cursor is fit as a picture, the same picture, and the pointer's hot
+    // spot lies on it.
+    const QPixmap pointer = cursor.pixmap();
+    fuzz::Require(asPicture && !pointer.isNull() && pointer.size() == picture.size(),
+                  "the cursor is the picture");
+    fuzz::Require(QRect(QPoint(), pointer.size()).contains(cursor.hotSpot()),
+                  "the hot spot is on the picture");
     return 0;
 }

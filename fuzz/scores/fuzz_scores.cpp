@@ -3,14 +3,42 @@
 #include "FuzzFile.h"
 #include "frmHiScores.h"
 
+#include <algorithm>
+
+namespace {
+QByteArray contents(const QString& path) {
+    QFile f(path);
+    fuzz::Require(f.open(QIODevice::ReadOnly), "scores.dat readable");
+    return f.readAll();
+}
+} // namespace
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    fuzz::Write("scores.dat", data, size);
+    const QString path = fuzz::Write("scores.dat", data, size);
     frmHiScores& form = frmHiScores::instance();
-    if (!fuzz::Accepted([&] { form.LoadScores(); })) return 0; // the caller reports it
-    // Whatever was read, the file now agrees with it: a second start reads it back quietly.
-    const ScoreTable first = form.HiScores;
     const int before = fuzz::messages;
+    if (!fuzz::Accepted([&] { form.LoadScores(); })) return 0; // the caller reports it
+    fuzz::Require(fuzz::messages - before <= 1, "one message at most");
+
+    // Either the file was consistent and stays untouched, or the table starts afresh, with the
+    // message when the file was damaged. Saving never shortens the file.
+    const ScoreTable loaded = form.HiScores;
+    const QByteArray file = contents(path);
+    const QByteArray input(reinterpret_cast<const char*>(data), qsizetype(size));
+    const bool fresh = std::all_of(loaded.begin(), loaded.begin() + 10, [](const ScoreEntry& e) {
+        return e == ScoreEntry{QByteArrayLiteral("No One"), 0};
+    });
+    qsizetype table = 70;
+    for (const ScoreEntry& e : loaded)
+        table += e.Name.size();
+    fuzz::Require((file == input && fuzz::messages == before) || fresh, "untouched or fresh");
+    fuzz::Require(file.size() >= std::max(table, input.size()), "never shortened");
+
+    // Saved and loaded again: the same bytes, the same table, and not a word.
+    const int after = fuzz::messages;
+    form.SaveScores();
+    fuzz::Require(contents(path) == file, "a save of the loaded table changes no byte");
     form.LoadScores();
-    fuzz::Require(fuzz::messages == before && form.HiScores == first);
+    fuzz::Require(fuzz::messages == after && form.HiScores == loaded, "read back quietly");
     return 0;
 }
