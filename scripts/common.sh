@@ -12,7 +12,7 @@ PACKAGES=(
   libopenal-dev libopenal1 libsndfile1-dev
   fonts-dejavu-core
   xvfb xauth xdotool imagemagick x11-utils sox python3
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev llvm-14
   appstream desktop-file-utils dpkg-dev file
 )
 
@@ -43,6 +43,13 @@ SANITIZE_BUILD="${MORVEL_SANITIZE_BUILD_DIR:-$BUILD-sanitize}"
 configure_sanitize() {
   CC=clang CXX=clang++ cmake -S "$ROOT" -B "$SANITIZE_BUILD" -DCMAKE_BUILD_TYPE=Release \
     -DMORVEL_SANITIZE=ON -DMORVEL_FUZZ=ON -DMORVEL_TESTS=ON -DMORVEL_BENCH=OFF >/dev/null
+}
+
+# The fuzz targets once more, counting every branch, for the coverage of the readers.
+COVERAGE_BUILD="${MORVEL_COVERAGE_BUILD_DIR:-$BUILD-coverage}"
+configure_coverage() {
+  CC=clang CXX=clang++ cmake -S "$ROOT" -B "$COVERAGE_BUILD" -DCMAKE_BUILD_TYPE=Release \
+    -DMORVEL_COVERAGE=ON -DMORVEL_FUZZ=ON -DMORVEL_TESTS=OFF -DMORVEL_BENCH=OFF >/dev/null
 }
 
 sanitizer_env() {
