@@ -6,6 +6,7 @@
 #include "gdi.h"
 
 #include <QImageReader>
+#include <algorithm>
 #include <array>
 #include <bit>
 
@@ -98,18 +99,26 @@ bool sameChannel(int ours, int theirs, int bits) {
 
 bool samePixels(const QImage& ours, QImage theirs, const std::array<int, 3>& bits) {
     if (ours.size() != theirs.size()) return false;
-    theirs = theirs.convertToFormat(QImage::Format_ARGB32);
+    // Qt gives palette pictures as indices, and an index past the palette as transparent black.
+    const bool indexed = theirs.format() == QImage::Format_Indexed8;
+    if (!indexed) theirs = theirs.convertToFormat(QImage::Format_ARGB32);
+    const QList<QRgb> table = theirs.colorTable();
+    const bool exact =
+        std::all_of(bits.begin(), bits.end(), [](int b) { return b == 0 || b >= 8; });
     for (int y = 0; y < ours.height(); ++y) {
         const auto* o = reinterpret_cast<const QRgb*>(ours.constScanLine(y));
         const auto* t = reinterpret_cast<const QRgb*>(theirs.constScanLine(y));
-        for (int x = 0; x < ours.width(); ++x)
-            if (!sameChannel(qRed(o[x]), qRed(t[x]), bits[0]) ||
-                !sameChannel(qGreen(o[x]), qGreen(t[x]), bits[1]) ||
-                !sameChannel(qBlue(o[x]), qBlue(t[x]), bits[2])) {
-                std::fprintf(stderr, "pixel %d,%d: ours %06x, Qt %08x\n", x, y, o[x] & 0xFFFFFF,
-                             t[x]);
-                return false;
-            }
+        const uchar* index = theirs.constScanLine(y);
+        for (int x = 0; x < ours.width(); ++x) {
+            const QRgb q = !indexed ? t[x] : index[x] < table.size() ? table[index[x]] : 0;
+            if (exact ? ((o[x] ^ q) & 0xFFFFFF) == 0
+                      : sameChannel(qRed(o[x]), qRed(q), bits[0]) &&
+                            sameChannel(qGreen(o[x]), qGreen(q), bits[1]) &&
+                            sameChannel(qBlue(o[x]), qBlue(q), bits[2]))
+                continue;
+            std::fprintf(stderr, "pixel %d,%d: ours %06x, Qt %08x\n", x, y, o[x] & 0xFFFFFF, q);
+            return false;
+        }
     }
     return true;
 }
