@@ -2,8 +2,8 @@
 # A fuzzing campaign over the readers of outside files, built with clang and the address and
 # undefined-behaviour sanitizers:
 #   scripts/fuzz.sh [--runs N | --minutes M | --seconds S] [options] [bitmap wave icon scores]
-# Every target (all four by default) gets N inputs, or M minutes (S seconds) of one core; the work
-# is cut into chunks that run on every core at once. Leaks, crashes, broken properties, inputs
+# Every target (all four by default) gets N inputs, or M minutes (S seconds) on a core (on more
+# when there are more cores than targets); the work is cut into chunks that run on every core. Leaks, crashes, broken properties, inputs
 # slower than --timeout seconds (default 10) and more than 2 GiB of memory are findings, saved as
 # <build>/fuzz-campaign/findings/<target>-*; the script exits non-zero when there is one.
 # Resumable: the counts and the grown corpora stay in <build>/fuzz-campaign, so the same command
@@ -100,8 +100,8 @@ for round in $(seq 1 1000); do
       n=$((left[$t] < 250000 ? left[$t] : 250000))
       left[$t]=$((left[$t] - n))
       queue+=("$t -runs=$n")
-    elif [ "$runs" -eq 0 ] && [ "$round" -eq 1 ]; then
-      queue+=("$t -max_total_time=$seconds")
+    elif [ "$runs" -eq 0 ] && [ "$round" -le $((JOBS / ${#chosen[@]})) -o "$round" -eq 1 ]; then
+      queue+=("$t -max_total_time=$seconds") # a core each, while there are more cores than targets
     fi
   done
 done

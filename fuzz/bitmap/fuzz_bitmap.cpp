@@ -99,10 +99,14 @@ bool sameChannel(int ours, int theirs, int bits) {
 
 bool samePixels(const QImage& ours, QImage theirs, const std::array<int, 3>& bits) {
     if (ours.size() != theirs.size()) return false;
-    // Qt gives palette pictures as indices, and an index past the palette as transparent black.
+    // Qt gives palette pictures as indices. An index past the palette is outside the format;
+    // ours shows black there, as an all-zero colour table would. (Qt's own conversion of a
+    // 1-bit picture would fill a short palette up with white.)
+    const QList<QRgb> table = theirs.colorTable();
+    if (theirs.format() == QImage::Format_Mono || theirs.format() == QImage::Format_MonoLSB)
+        theirs = theirs.convertToFormat(QImage::Format_Indexed8);
     const bool indexed = theirs.format() == QImage::Format_Indexed8;
     if (!indexed) theirs = theirs.convertToFormat(QImage::Format_ARGB32);
-    const QList<QRgb> table = theirs.colorTable();
     const bool exact =
         std::all_of(bits.begin(), bits.end(), [](int b) { return b == 0 || b >= 8; });
     for (int y = 0; y < ours.height(); ++y) {
