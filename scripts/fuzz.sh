@@ -131,12 +131,12 @@ if [ $merge -eq 1 ]; then
     # Named seeds stay; the rest of the committed corpus is what adds coverage to them.
     seeds="$CAMPAIGN/merge/$t"
     rm -rf "$seeds" && mkdir -p "$seeds"
-    find "$ROOT/fuzz/$t/corpus" -type f ! -regex '.*/[0-9a-f]\{40\}' -exec cp {} "$seeds" \;
+    find "$ROOT/fuzz/$t/corpus" -regextype posix-extended -type f ! -regex '.*/[0-9a-f]{40}' -exec cp {} "$seeds" \;
     if "$FUZZ_BUILD/fuzz/fuzz_$t" -merge=1 -use_counters=0 -timeout="$timeout" -rss_limit_mb=2048 \
         -max_len=65536 "$seeds" "$ROOT/fuzz/$t/corpus" "$CAMPAIGN/corpus/$t" \
         >"$CAMPAIGN/logs/$t-merge.log" 2>&1; then
-      find "$ROOT/fuzz/$t/corpus" -type f -regex '.*/[0-9a-f]\{40\}' -delete
-      find "$seeds" -type f -regex '.*/[0-9a-f]\{40\}' -exec cp {} "$ROOT/fuzz/$t/corpus" \;
+      find "$ROOT/fuzz/$t/corpus" -regextype posix-extended -type f -regex '.*/[0-9a-f]{40}' -delete
+      find "$seeds" -regextype posix-extended -type f -regex '.*/[0-9a-f]{40}' -exec cp {} "$ROOT/fuzz/$t/corpus" \;
     else
       echo "fuzz_$t: merge failed, see $CAMPAIGN/logs/$t-merge.log"; status=1
     fi
@@ -166,7 +166,7 @@ printf '\n%-7s %12s %9s %8s %8s %8s  %-34s %s\n' target inputs seconds "rate/s" 
 for t in "${chosen[@]}"; do
   r=$(count "$t" runs) s=$(count "$t" seconds)
   files=$(find "$ROOT/fuzz/$t/corpus" "$CAMPAIGN/corpus/$t" -type f 2>/dev/null | wc -l)
-  kib=$(du -sk "$ROOT/fuzz/$t/corpus" | cut -f1)
+  kib=$(du -sk --apparent-size "$ROOT/fuzz/$t/corpus" | cut -f1)
   printf '%-7s %12d %9d %8d %8d %8d  %-34s %d\n' "$t" "$r" "$s" $((r / (s > 0 ? s : 1))) \
     "$files" "$kib" "${cover[$t]:--}" "$(findings "$t")"
 done
