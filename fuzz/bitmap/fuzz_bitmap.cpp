@@ -87,9 +87,11 @@ struct File {
 
 // Qt widens a channel of fewer than 8 bits by a shift, so its full value lacks the low bits:
 // 5-bit 31 reads F8. The game needs full intensity to stay full (a white mask must keep the
-// background under AND), so ours repeats the bits downwards. That, and only that, may differ.
+// background under AND), so ours repeats the bits downwards. Qt reads a channel wider than 8
+// bits as 0, where ours keeps its top 8 bits. Those, and only those, may differ.
 bool sameChannel(int ours, int theirs, int bits) {
-    if (bits == 0 || bits >= 8) return ours == theirs;
+    if (bits > 8) return theirs == 0;
+    if (bits == 0 || bits == 8) return ours == theirs;
     const int v = theirs >> (8 - bits);
     int repeated = 0, filled = 0;
     for (; filled < 8; filled += bits)
@@ -108,7 +110,7 @@ bool samePixels(const QImage& ours, QImage theirs, const std::array<int, 3>& bit
     const bool indexed = theirs.format() == QImage::Format_Indexed8;
     if (!indexed) theirs = theirs.convertToFormat(QImage::Format_ARGB32);
     const bool exact =
-        std::all_of(bits.begin(), bits.end(), [](int b) { return b == 0 || b >= 8; });
+        std::all_of(bits.begin(), bits.end(), [](int b) { return b == 0 || b == 8; });
     for (int y = 0; y < ours.height(); ++y) {
         const auto* o = reinterpret_cast<const QRgb*>(ours.constScanLine(y));
         const auto* t = reinterpret_cast<const QRgb*>(theirs.constScanLine(y));
