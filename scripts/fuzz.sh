@@ -57,7 +57,8 @@ fi
 trap '[ -n "$scratch" ] && rm -rf "$scratch"' EXIT
 
 count() { cat "$CAMPAIGN/$1.$2" 2>/dev/null || echo 0; }
-add() { echo $(($(count "$1" "$2") + $3)) >"$CAMPAIGN/$1.$2"; }
+# Chunks end on several cores at once: one of them at a time adds its count.
+add() { (flock 9 && echo $(($(count "$1" "$2") + $3)) >"$CAMPAIGN/$1.$2") 9>"$CAMPAIGN/.lock"; }
 findings() { find "$CAMPAIGN/findings" -maxdepth 1 -type f -name "$1-*" ! -name "$1-slow-unit-*" | wc -l; }
 
 # Findings of an earlier run that the current build no longer reproduces were fixed.
