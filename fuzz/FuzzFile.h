@@ -48,7 +48,8 @@ inline QString ScratchDir() {
         runtime::SetAppPath(dir.path());
         runtime::SetMsgBoxHook([](const QString&, int) { ++messages; });
         runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
-        runtime::SetEndHook([] { std::abort(); }); // ending the program on bad input is a finding
+        runtime::SetEndHook(
+            [](int) { std::abort(); }); // ending the program on bad input is a finding
         return dir.isValid();
     }();
     Require(started, "scratch directory");
@@ -61,6 +62,11 @@ inline QString Write(const char* name, const std::uint8_t* data, std::size_t siz
                 f.write(reinterpret_cast<const char*>(data), qint64(size)) == qint64(size),
             "input written");
     return f.fileName();
+}
+
+inline QString Write(const char* name, const QByteArray& bytes) {
+    return Write(name, reinterpret_cast<const std::uint8_t*>(bytes.constData()),
+                 std::size_t(bytes.size()));
 }
 
 // Runs a reader; false when it refused the input with the program's own error.

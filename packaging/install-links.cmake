@@ -8,6 +8,20 @@ else()
   set(scores_dir "${prefix}/var/games/morvel-birds")
 endif()
 
+if(launcherdir STREQUAL "")
+  if(prefix STREQUAL "/usr")
+    set(launcherdir "games")
+  else()
+    set(launcherdir "${bindir}")
+  endif()
+endif()
+
+# Stripped as Debian strips: the compiler's version notes go too.
+set(program "${root}${prefix}/${appdir}/morvel-birds")
+if(CMAKE_INSTALL_DO_STRIP AND objcopy)
+  execute_process(COMMAND "${objcopy}" --remove-section=.comment "${program}")
+endif()
+
 # Relative, so the tree can be moved as a whole; the game resolves it to find its files.
 set(launcher "${root}${prefix}/${launcherdir}/morvel-birds")
 file(RELATIVE_PATH to_program "${prefix}/${launcherdir}" "${prefix}/${appdir}/morvel-birds")

@@ -8,12 +8,15 @@ JOBS="$(nproc 2>/dev/null || echo 2)"
 # Everything the build, the game and the tests need, from Debian's archive.
 PACKAGES=(
   build-essential cmake pkg-config
-  qt6-base-dev libgl-dev
+  qt6-base-dev libgl-dev libxcb1-dev libxcb-xinput-dev
   libopenal-dev libopenal1 libsndfile1-dev
   fonts-dejavu-core
   xvfb xauth xdotool imagemagick x11-utils sox python3
   clang libclang-rt-14-dev llvm-14
   appstream desktop-file-utils dpkg-dev file
+  mandoc lintian devscripts
+  sway wtype grim qt6-wayland
+  strace
 )
 
 install_missing() {

@@ -177,7 +177,7 @@ int main(int argc, char** argv) {
     runtime::SetAppPath(dir.path());
     runtime::SetMsgBoxHook(
         [](const QString& p, int) { std::fprintf(stderr, "%s\n", qPrintable(p)); });
-    runtime::SetEndHook([] { std::exit(1); });
+    runtime::SetEndHook([](int) { std::exit(1); });
 
     Arrivals arrivals;
     std::thread reader;

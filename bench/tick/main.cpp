@@ -59,8 +59,8 @@ int main(int argc, char* argv[]) {
         if (phase > 0 && stamps.size() % 25 == 0)
             for (const auto& bird : modGame::Birds)
                 if (bird && bird->exist() == runtime::True)
-                    modGame::Shoot(static_cast<runtime::Integer>(bird->PosX + 71),
-                                   static_cast<runtime::Integer>(bird->PosY + 75));
+                    modGame::Shoot(static_cast<runtime::Integer>(bird->posX() + 71),
+                                   static_cast<runtime::Integer>(bird->posY() + 75));
     });
 
     // A playing game, so every tick composes a full frame with birds.

@@ -1,8 +1,13 @@
-// The score file as the program reads it at start-up: any bytes in scores.dat.
+// The score file and its journal as the program reads them at start-up: any bytes in
+// scores.dat, and from the journal's magic on, any bytes in its journal, as a crashed or
+// hostile game could leave them.
 
 #include "FuzzFile.h"
+#include "ScoreFile.h"
+#include "ScoreJournal.h"
 #include "frmHiScores.h"
 
+#include <QFileInfo>
 #include <algorithm>
 
 namespace {
@@ -14,25 +19,38 @@ QByteArray contents(const QString& path) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QString path = fuzz::Write("scores.dat", data, size);
+    const QByteArray input =
+        QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size));
+    const qsizetype split = input.indexOf("MBGJRNL1");
+    const QByteArray table = input.left(split < 0 ? input.size() : split);
+    const QByteArray journal = split < 0 ? QByteArray() : input.mid(split);
+    const QString path = fuzz::Write("scores.dat", table);
+    fuzz::Write("scores.dat-journal", journal);
+
+    // What the table is once a save cut short is rolled back: a whole record puts back the
+    // bytes it kept and the old length; anything else in the journal is dropped.
+    QByteArray recovered = table;
+    if (const auto record = scorefile::DecodeJournal(journal, table.size()))
+        recovered = (record->saved + table.mid(record->saved.size())).left(record->tableLength);
+
     frmHiScores& form = frmHiScores::instance();
     const int before = fuzz::messages;
     if (!fuzz::Accepted([&] { form.LoadScores(); })) return 0; // the caller reports it
     fuzz::Require(fuzz::messages - before <= 1, "one message at most");
+    fuzz::Require(QFileInfo(scorefile::JournalPath(path)).size() == 0, "journal used up");
 
-    // Either the file was consistent and stays untouched, or the table starts afresh, with the
-    // message when the file was damaged. Saving never shortens the file.
+    // Either the table was consistent and stays as the rollback left it, or it starts afresh,
+    // with the message when it was damaged. Saving never shortens the file.
     const ScoreTable loaded = form.HiScores;
     const QByteArray file = contents(path);
-    const QByteArray input(reinterpret_cast<const char*>(data), qsizetype(size));
     const bool fresh = std::all_of(loaded.begin(), loaded.begin() + 10, [](const ScoreEntry& e) {
         return e == ScoreEntry{QByteArrayLiteral("No One"), 0};
     });
-    qsizetype table = 70;
+    qsizetype length = 70;
     for (const ScoreEntry& e : loaded)
-        table += e.Name.size();
-    fuzz::Require((file == input && fuzz::messages == before) || fresh, "untouched or fresh");
-    fuzz::Require(file.size() >= input.size() && (file == input || file.size() >= table),
+        length += e.Name.size();
+    fuzz::Require((file == recovered && fuzz::messages == before) || fresh, "untouched or fresh");
+    fuzz::Require(file.size() >= recovered.size() && (file == recovered || file.size() >= length),
                   "never shortened");
 
     // Saved and loaded again: the same bytes (a file cut inside its checksum, which reads as
@@ -40,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const int after = fuzz::messages;
     form.SaveScores();
     const QByteArray saved = contents(path);
-    fuzz::Require(saved.startsWith(file) && saved.size() == std::max(file.size(), table),
+    fuzz::Require(saved.startsWith(file) && saved.size() == std::max(file.size(), length),
                   "a save of the loaded table changes no byte");
     form.LoadScores();
     fuzz::Require(fuzz::messages == after && form.HiScores == loaded, "read back quietly");

@@ -93,8 +93,15 @@ const QImage& ImageList::ListImage(int index) const {
 }
 
 QIcon ImageList::icon(int index) const {
-    QPixmap pixmap = QPixmap::fromImage(ListImage(index));
-    pixmap.setMask(
-        QBitmap::fromImage(ListImage(index).createMaskFromColor(MaskColor, Qt::MaskInColor)));
-    return QIcon(pixmap);
+    QIcon icon;
+    // Enlarged by whole factors beforehand, so that a scaled screen shows sharp glyphs rather
+    // than smoothed ones.
+    for (int k = 1; k <= 4; ++k) {
+        const QImage image = ListImage(index).scaled(Size * k, Size * k, Qt::IgnoreAspectRatio,
+                                                     Qt::FastTransformation);
+        QPixmap pixmap = QPixmap::fromImage(image);
+        pixmap.setMask(QBitmap::fromImage(image.createMaskFromColor(MaskColor, Qt::MaskInColor)));
+        icon.addPixmap(pixmap);
+    }
+    return icon;
 }

@@ -68,6 +68,7 @@ class frmBirds_Main : public QMainWindow, public GameWindow {
 
   protected:
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     void createMenus();

@@ -1,10 +1,23 @@
+#include "Privileges.h"
+#include "ScoreFile.h"
 #include "frmBirds_Main.h"
 #include "runtime.h"
 
 #include <QApplication>
+#include <cstdio>
 #include <memory>
 
 int main(int argc, char* argv[]) {
+    // Set-group-id only to write the shared score table: open it while the group is held, then
+    // give the group up before the toolkit reads a single environment variable. The process
+    // stays undumpable, so the player cannot reach the open table through a debugger.
+    if (privileges::GroupGranted()) {
+        scorefile::HandOver(privileges::ProgramDir() + '/' + scorefile::FileName);
+        if (const std::string failure = privileges::DropGroup(); !failure.empty()) {
+            std::fprintf(stderr, "%s: %s\n", runtime::Title, failure.c_str());
+            return 1;
+        }
+    }
     QApplication app(argc, argv);
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")

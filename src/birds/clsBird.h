@@ -16,7 +16,16 @@ class clsBird {
     void Zero();
     runtime::Boolean exist() const;
 
-    // The bird's own state; the engine and tests read it, tests place birds through it.
+    // Where the bird is and how it flies, read-only: for tests and benchmarks that aim at it.
+    runtime::Integer posX() const { return PosX; }
+    runtime::Integer posY() const { return PosY; }
+    double speedX() const { return SpeedX; }
+    double speedY() const { return SpeedY; }
+    runtime::Long state() const { return State; }
+    runtime::Integer frame() const { return Frame; }
+    runtime::Long direction() const { return Direction; }
+
+  private:
     runtime::Integer PosX = 0;
     runtime::Integer PosY = 0;
     double SpeedX = 0;
@@ -25,7 +34,5 @@ class clsBird {
     runtime::Integer Frame = 0;
     double FrameClock = 0;
     runtime::Long Direction = 0;
-
-  private:
     GameScreen* Gscreen = nullptr;
 };

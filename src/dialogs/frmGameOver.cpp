@@ -2,7 +2,6 @@
 
 #include "BirdArt.h"
 #include "Form.h"
-#include "frmHiScores.h"
 #include "runtime.h"
 
 #include <QKeyEvent>
@@ -34,11 +33,7 @@ frmGameOver::frmGameOver() {
 
 void frmGameOver::cmdClose_Click() {
     hide();
-    const qint32 score = ScoreSource ? ScoreSource() : 0;
-    frmHiScores& scores = frmHiScores::instance();
-    scores.NewHighScore(score);
-    scores.displayScores();
-    scores.exec();
+    if (OfferScore) OfferScore();
 }
 
 void frmGameOver::showEvent(QShowEvent* event) {

@@ -1,6 +1,6 @@
 #pragma once
-// The game-over dialog: tells the player the game is lost and, on Close, offers the score
-// to the high-score table and shows it.
+// The game-over dialog: tells the player the game is lost and, on Close, hands the score
+// on to the high-score table.
 
 #include <QDialog>
 #include <functional>
@@ -13,8 +13,9 @@ class frmGameOver : public QDialog {
   public:
     static frmGameOver& instance();
 
-    // The final score; set by the main window so that this dialog needs no game engine.
-    std::function<qint32()> ScoreSource;
+    // Offers the final score to the high-score table and shows the table modally; set by the
+    // main window, so that this dialog needs neither the game engine nor the score window.
+    std::function<void()> OfferScore;
 
     QLabel* Bird1 = nullptr;
     QPushButton* cmdClose = nullptr;

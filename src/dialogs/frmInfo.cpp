@@ -6,12 +6,38 @@
 #include "shell.h"
 
 #include <QCloseEvent>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QPushButton>
+#include <QUrl>
+#include <climits>
+#include <cstdlib>
 
-const QString frmInfo::MakerEmail = QStringLiteral("flock@morvel-birds.example.org");
-const QString frmInfo::MakerWebPage = QStringLiteral("https://morvel-birds.example.org/");
+const QString frmInfo::MakerEmail = QStringLiteral(MORVEL_MAINTAINER_EMAIL);
+
+namespace {
+
+// The file's own path with every link resolved, or "" when there is no such file.
+QString existingFile(const QString& path) {
+    char resolved[PATH_MAX];
+    if (!::realpath(QFile::encodeName(path).constData(), resolved)) return QString();
+    const QString file = QFile::decodeName(resolved);
+    return QFileInfo(file).isFile() ? file : QString();
+}
+
+} // namespace
+
+QString frmInfo::InstalledManual() {
+    return QDir::cleanPath(runtime::AppPath() + QStringLiteral("/" MORVEL_MANUAL_FROM_PROGRAM));
+}
+
+QString frmInfo::MakerWebPage() {
+    QString page = existingFile(runtime::AppPath() + QStringLiteral("/" MORVEL_MANUAL));
+    return page.isEmpty() ? existingFile(InstalledManual()) : page;
+}
 
 frmInfo& frmInfo::instance() {
     static auto* form = new frmInfo();
@@ -86,8 +112,15 @@ void frmInfo::lblEmail_Click() {
 }
 
 void frmInfo::picLogo_Click() {
-    shell::ShellExecuteA(this, QStringLiteral("open"), MakerWebPage, QString(), QString(),
-                         shell::SW_SHOWNORMAL);
+    const QString page = MakerWebPage();
+    if (page.isEmpty()) {
+        runtime::MsgBox(QStringLiteral("The manual of this game is not installed here.\n\n"
+                                       "It belongs in %1")
+                            .arg(InstalledManual()));
+        return;
+    }
+    shell::ShellExecuteA(this, QStringLiteral("open"), QUrl::fromLocalFile(page).toString(),
+                         QString(), QString(), shell::SW_SHOWNORMAL);
 }
 
 void frmInfo::showEvent(QShowEvent* event) {

@@ -1,6 +1,6 @@
 #pragma once
-// The information window: title, mission, credits, version, and links to the maker's mail
-// and web page.
+// The information window: title, mission, credits, version, a mail link to the maintainers
+// and, as the web page, the game's own manual.
 
 #include <QDialog>
 #include <QString>
@@ -13,8 +13,13 @@ class frmInfo : public QDialog {
   public:
     static frmInfo& instance();
 
+    // The maintainers' address: the package's Maintainer.
     static const QString MakerEmail;
-    static const QString MakerWebPage;
+    // The manual as a web page: beside the program in a build, else where the package puts
+    // it; "" when neither is there (some systems leave documentation out of installs).
+    static QString MakerWebPage();
+    // Where the installed manual belongs.
+    static QString InstalledManual();
 
     QLabel* picLogo = nullptr;
     QLabel* lblTitle = nullptr;

@@ -1,14 +1,17 @@
 #include "ScoreFile.h"
 
+#include "ScoreJournal.h"
 #include "runtime.h"
 
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <fcntl.h>
+#include <map>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace scorefile {
@@ -19,6 +22,12 @@ constexpr runtime::Long ErrDiskFull = 61;
 constexpr runtime::Long ErrDeviceIO = 57;
 constexpr runtime::Long ErrPermission = 70;
 constexpr runtime::Long ErrPathNotFound = 76;
+// A save takes milliseconds; a game that holds the lock longer has been stopped or hangs.
+constexpr auto LockWait = std::chrono::seconds(5);
+// Read and written only by the games that write the table (the owner and group games).
+constexpr mode_t JournalMode = 0660;
+// Far beyond eleven records of the longest names: anything longer is no journal of ours.
+constexpr off_t MaxJournal = 1 << 21;
 
 [[noreturn]] void raise(int err) {
     switch (err) {
@@ -40,46 +49,108 @@ constexpr runtime::Long ErrPathNotFound = 76;
     }
 }
 
-// A file with no write bit at all counts as read-only even for the superuser, like the
-// read-only attribute it stands for; the rename would otherwise replace it silently.
-bool writable(const QByteArray& path, const struct stat& st) {
-    // Effective ids: an installed game runs set-group-id to reach a shared score file.
-    return (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0 &&
-           ::faccessat(AT_FDCWD, path.constData(), W_OK, AT_EACCESS) == 0;
+// The table and its journal, open while locked, or for the whole run when handed over.
+struct Table {
+    int fd = -1;
+    int journal = -1;
+    bool handedOver = false;
+    int depth = 0;
+};
+
+std::map<std::string, Table>& tables() {
+    static std::map<std::string, Table> open;
+    return open;
 }
 
-// stat of an existing, writable regular file; false when there is none.
-bool checkTarget(const QByteArray& path, struct stat& st) {
-    if (::stat(path.constData(), &st) != 0) {
-        if (errno == ENOENT) return false;
+std::string finalTarget(std::string at) {
+    // Bounded like the kernel's own lookup, so a loop of links ends in a plain error.
+    for (int hops = 0; hops < 40; ++hops) {
+        struct stat st;
+        if (::lstat(at.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return at;
+        char link[PATH_MAX];
+        const ssize_t n = ::readlink(at.c_str(), link, sizeof link);
+        if (n < 0 || n >= ssize_t(sizeof link)) return at;
+        const std::string next(link, std::size_t(n));
+        const std::size_t slash = at.rfind('/');
+        at = next.front() == '/' || slash == std::string::npos ? next
+                                                               : at.substr(0, slash + 1) + next;
+    }
+    return at;
+}
+
+std::string journalOf(const std::string& path) {
+    return finalTarget(path) + "-journal";
+}
+
+// A regular file opened for reading and writing, never through a link, nor a device or pipe
+// put in its place; -1 with errno otherwise.
+int openRegular(const std::string& path, int create, mode_t mode = 0666) {
+    const int fd =
+        ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | create, mode);
+    struct stat st;
+    if (fd < 0 || (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode))) return fd;
+    ::close(fd);
+    errno = EINVAL;
+    return -1;
+}
+
+// A file with no write bit at all counts as read-only even for the superuser, like the
+// read-only attribute it stands for.
+void checkWritable(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) {
+        if (errno == ENOENT) return;
         raise(errno);
     }
     if (S_ISDIR(st.st_mode)) raise(EISDIR);
-    if (!writable(path, st)) raise(EACCES);
-    return true;
+    if ((st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 ||
+        ::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0)
+        raise(EACCES);
 }
 
-QByteArray readAll(int fd) {
-    QByteArray data;
+void lockFile(int fd) {
+    const auto deadline = std::chrono::steady_clock::now() + LockWait;
+    while (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EINTR) continue;
+        if (errno != EWOULDBLOCK) raise(errno);
+        if (std::chrono::steady_clock::now() >= deadline)
+            throw runtime::RuntimeError(ErrPermission,
+                                        QStringLiteral("Scores file locked by another game"));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+void release(const std::string& path) {
+    const auto at = tables().find(path);
+    Table& t = at->second;
+    if (t.handedOver) {
+        ::flock(t.journal >= 0 ? t.journal : t.fd, LOCK_UN);
+        return;
+    }
+    for (int fd : {t.fd, t.journal})
+        if (fd >= 0) ::close(fd);
+    tables().erase(at);
+}
+
+// The functions below return 0 or the errno of the failure.
+int readAll(int fd, QByteArray& data) {
+    data.clear();
     char buf[4096];
     for (;;) {
-        const ssize_t n = ::read(fd, buf, sizeof buf);
-        if (n == 0) return data;
+        const ssize_t n = ::pread(fd, buf, sizeof buf, off_t(data.size()));
+        if (n == 0) return 0;
         if (n < 0) {
             if (errno == EINTR) continue;
-            const int err = errno;
-            ::close(fd);
-            raise(err);
+            return errno;
         }
         data.append(buf, n);
     }
 }
 
-// Returns 0 or the errno of the failure.
-int writeAll(int fd, const QByteArray& data, off_t offset) {
+int writeAll(int fd, const QByteArray& data) {
     qsizetype done = 0;
     while (done < data.size()) {
-        const ssize_t n = ::pwrite(fd, data.constData() + done, data.size() - done, offset + done);
+        const ssize_t n = ::pwrite(fd, data.constData() + done, data.size() - done, off_t(done));
         if (n < 0) {
             if (errno == EINTR) continue;
             return errno;
@@ -89,23 +160,49 @@ int writeAll(int fd, const QByteArray& data, off_t offset) {
     return 0;
 }
 
-// The plain way, used only where the directory takes no new file: the head is written over
-// the start of the existing file.
-void writeInPlace(const QByteArray& path, const QByteArray& head) {
-    const int fd = ::open(path.constData(), O_WRONLY | O_CLOEXEC);
-    if (fd < 0) raise(errno);
-    int err = writeAll(fd, head, 0);
-    if (!err && ::fsync(fd) != 0) err = errno;
-    if (::close(fd) != 0 && !err) err = errno;
-    if (err) raise(err);
+int flush(int fd) {
+    return ::fsync(fd) == 0 ? 0 : errno;
 }
 
-void syncDirectory(const QString& path) {
-    const QByteArray dir = QFile::encodeName(QFileInfo(path).absolutePath());
-    const int fd = ::open(dir.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) return;
-    ::fsync(fd); // the rename is durable once the directory is; a failure here loses nothing
-    ::close(fd);
+int clear(int journal) {
+    return ::ftruncate(journal, 0) == 0 ? flush(journal) : errno;
+}
+
+int restore(int fd, const JournalRecord& record) {
+    int err = writeAll(fd, record.saved);
+    if (!err && ::ftruncate(fd, off_t(record.tableLength)) != 0) err = errno;
+    return err ? err : flush(fd);
+}
+
+// Puts back what a save cut short had overwritten, then empties the journal. A journal that
+// is not one whole record was never followed by a write to the table, or was not ours.
+int recover(const Table& t) {
+    if (t.journal < 0) return 0;
+    struct stat js, ts;
+    if (::fstat(t.journal, &js) != 0 || ::fstat(t.fd, &ts) != 0) return errno;
+    if (js.st_size == 0) return 0;
+    QByteArray bytes;
+    if (js.st_size <= MaxJournal)
+        if (const int err = readAll(t.journal, bytes)) return err;
+    if (const auto record = DecodeJournal(bytes, ts.st_size))
+        if (const int err = restore(t.fd, *record)) return err;
+    return clear(t.journal);
+}
+
+void open(Table& t, const std::string& path) {
+    const std::string target = finalTarget(path);
+    checkWritable(target);
+    t.fd = openRegular(target, O_CREAT);
+    if (t.fd < 0) raise(errno);
+    // The journal carries the lock, so it is made at once, readable by its writers alone. A
+    // directory that takes no new file still lets the table be read; its saves then fail.
+    t.journal = openRegular(target + "-journal", O_CREAT, JournalMode);
+    if (t.journal < 0 && errno != ENOENT && errno != EACCES && errno != EPERM && errno != EROFS)
+        raise(errno);
+}
+
+Table& locked(const std::string& path) {
+    return tables().at(path);
 }
 
 struct Reader {
@@ -153,72 +250,81 @@ qint32 Decode(const QByteArray& bytes, ScoreTable& table) {
     return qint32(in.number(4));
 }
 
-QByteArray ReadForUpdate(const QString& path) {
-    const QByteArray name = QFile::encodeName(path);
-    struct stat st;
-    const bool exists = checkTarget(name, st);
-    const int fd = ::open(name.constData(), O_RDWR | O_CLOEXEC | (exists ? 0 : O_CREAT), 0666);
-    if (fd < 0) raise(errno);
-    const QByteArray data = readAll(fd);
-    ::close(fd);
+Lock::Lock(const QString& path) : path_(QFile::encodeName(path).toStdString()) {
+    Table& t = tables()[path_];
+    if (t.depth == 0) {
+        try {
+            if (!t.handedOver) open(t, path_);
+            // On the journal, not the table: anyone may read the table and so lock it, while
+            // only the table's writers can open the journal.
+            lockFile(t.journal >= 0 ? t.journal : t.fd);
+            if (const int err = recover(t)) raise(err);
+        } catch (...) {
+            release(path_);
+            throw;
+        }
+    }
+    ++t.depth;
+}
+
+Lock::~Lock() {
+    if (--locked(path_).depth == 0) release(path_);
+}
+
+QByteArray Read(const QString& path) {
+    const Lock lock(path);
+    QByteArray data;
+    if (const int err = readAll(locked(QFile::encodeName(path).toStdString()).fd, data)) raise(err);
     return data;
 }
 
-QString FinalTarget(const QString& path) {
-    QString at = path;
-    // Bounded like the kernel's own lookup, so a loop of links ends in a plain error.
-    for (int hops = 0; hops < 40; ++hops) {
-        const QByteArray name = QFile::encodeName(at);
-        struct stat st;
-        if (::lstat(name.constData(), &st) != 0 || !S_ISLNK(st.st_mode)) return at;
-        QByteArray link(PATH_MAX, Qt::Uninitialized);
-        const ssize_t n = ::readlink(name.constData(), link.data(), link.size());
-        if (n < 0 || n >= link.size()) return at;
-        link.truncate(n);
-        const QString next = QFile::decodeName(link);
-        at = QDir::isAbsolutePath(next) ? next : QFileInfo(at).absolutePath() + u'/' + next;
+QByteArray WriteHead(const QString& path, const QByteArray& head) {
+    const Lock lock(path);
+    const std::string name = QFile::encodeName(path).toStdString();
+    Table& t = locked(name);
+    // An earlier save of this game under the same lock may have failed half-way.
+    if (const int err = recover(t)) raise(err);
+    if (t.journal < 0) {
+        if (t.handedOver) raise(ENOENT); // the shared directory takes no new file from a player
+        t.journal = openRegular(journalOf(name), O_CREAT, JournalMode);
+        if (t.journal < 0) raise(errno);
     }
-    return at;
-}
+    QByteArray old;
+    if (const int err = readAll(t.fd, old)) raise(err);
+    const JournalRecord record{old.size(), old.left(head.size())};
 
-QString TempPath(const QString& path) {
-    return FinalTarget(path) + QStringLiteral(".tmp");
-}
-
-void WriteHead(const QString& linkOrFile, const QByteArray& head) {
-    // The rename replaces the file the link leads to; the link itself stays.
-    const QString path = FinalTarget(linkOrFile);
-    const QByteArray name = QFile::encodeName(path);
-    struct stat st;
-    const bool exists = checkTarget(name, st);
-
-    QByteArray content = head;
-    if (exists) {
-        const int fd = ::open(name.constData(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0) raise(errno);
-        const QByteArray old = readAll(fd);
-        ::close(fd);
-        if (old.size() > head.size()) content += old.mid(head.size());
-    }
-
-    const QByteArray temp = QFile::encodeName(TempPath(path));
-    const int fd = ::open(temp.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) {
-        if (exists && (errno == EACCES || errno == EPERM || errno == EROFS))
-            return writeInPlace(name, head);
-        raise(errno);
-    }
-    int err = 0;
-    if (exists && ::fchmod(fd, st.st_mode & 07777) != 0) err = errno;
-    if (!err) err = writeAll(fd, content, 0);
-    if (!err && ::fsync(fd) != 0) err = errno;
-    if (::close(fd) != 0 && !err) err = errno;
-    if (!err && ::rename(temp.constData(), name.constData()) != 0) err = errno;
+    int err = writeAll(t.journal, EncodeJournal(record));
+    if (!err) err = flush(t.journal);
     if (err) {
-        ::unlink(temp.constData());
+        // The table is untouched; a torn record left behind is never applied anyway.
+        [[maybe_unused]] const int cleared = ::ftruncate(t.journal, 0);
         raise(err);
     }
-    syncDirectory(path);
+    err = writeAll(t.fd, head);
+    if (!err) err = flush(t.fd);
+    if (!err) err = clear(t.journal);
+    if (err) {
+        // Back to the old table at once; should that fail too, the journal keeps it for the
+        // next lock.
+        if (restore(t.fd, record) == 0) clear(t.journal);
+        raise(err);
+    }
+    return head + old.mid(head.size());
+}
+
+QString FinalTarget(const QString& path) {
+    return QFile::decodeName(finalTarget(QFile::encodeName(path).toStdString()).c_str());
+}
+
+QString JournalPath(const QString& path) {
+    return QFile::decodeName(journalOf(QFile::encodeName(path).toStdString()).c_str());
+}
+
+void HandOver(const std::string& path) {
+    const std::string target = finalTarget(path);
+    const int fd = openRegular(target, 0);
+    if (fd < 0) return;
+    tables()[path] = Table{fd, openRegular(target + "-journal", 0), true, 0};
 }
 
 } // namespace scorefile

@@ -7,9 +7,11 @@
 #include "runtime.h"
 
 #include <QEvent>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QScopeGuard>
 #include <QVBoxLayout>
 
 namespace {
@@ -51,6 +53,7 @@ frmHiScores::frmHiScores() {
             (*l)->setFrameStyle(QFrame::Panel | QFrame::Sunken);
             (*l)->setLineWidth(1);
             (*l)->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+            (*l)->setTextFormat(Qt::PlainText); // a name shows as typed, never as markup
         }
     }
     cmdClose = new QPushButton(QStringLiteral("Close"), client);
@@ -67,29 +70,62 @@ frmHiScores::frmHiScores() {
 }
 
 QString frmHiScores::ScoresPath() {
-    return runtime::AppPath() + QStringLiteral("/scores.dat");
+    return runtime::AppPath() + u'/' + QLatin1String(scorefile::FileName);
 }
 
 void frmHiScores::LoadScores() {
-    const QByteArray bytes = scorefile::ReadForUpdate(ScoresPath());
-    HiScores.fill(ScoreEntry{});
-    const qint32 stored = scorefile::Decode(bytes, HiScores);
-    if (ScoreChecksum() != stored) {
-        mnuReset_Click();
-        runtime::MsgBox(QStringLiteral("Invalid Scores file! Scores reset."), runtime::vbCritical);
+    bool damaged = false;
+    {
+        // Read and reset under one lock, so no other game's save falls in between; a table
+        // that cannot be locked ends the start-up like one that cannot be read.
+        const scorefile::Lock lock(ScoresPath());
+        known = scorefile::Read(ScoresPath());
+        HiScores.fill(ScoreEntry{});
+        const qint32 stored = scorefile::Decode(known, HiScores);
+        damaged = ScoreChecksum() != stored;
+        if (damaged) mnuReset_Click();
+        // A zero checksum is a fresh or emptied file: start a fresh table without a word.
+        if (stored == 0) mnuReset_Click();
     }
-    // A zero checksum is a fresh or emptied file: start a fresh table without a word.
-    if (stored == 0) mnuReset_Click();
+    if (damaged)
+        runtime::MsgBox(QStringLiteral("Invalid Scores file! Scores reset."), runtime::vbCritical);
 }
 
 void frmHiScores::SaveScores() {
     try {
-        scorefile::WriteHead(ScoresPath(), scorefile::Encode(HiScores, ScoreChecksum()));
+        if (saveBlocked) throw *saveBlocked;
+        known = scorefile::WriteHead(ScoresPath(), scorefile::Encode(HiScores, ScoreChecksum()));
     } catch (const runtime::RuntimeError& e) {
-        runtime::MsgBox(e.description() + QStringLiteral("\r\nError Number: ") +
-                            QString::number(e.number()),
-                        runtime::vbOKOnly);
+        reportSaveFailure(e);
     }
+}
+
+void frmHiScores::reportSaveFailure(const runtime::RuntimeError& e) {
+    runtime::MsgBox(e.description() + QStringLiteral("\r\nError Number: ") +
+                        QString::number(e.number()),
+                    runtime::vbOKOnly);
+}
+
+void frmHiScores::locked(const std::function<void()>& work) {
+    std::optional<scorefile::Lock> lock;
+    try {
+        lock.emplace(ScoresPath());
+    } catch (const runtime::RuntimeError& e) {
+        saveBlocked = e;
+    }
+    const auto unlocked = qScopeGuard([this] { saveBlocked.reset(); });
+    work();
+}
+
+void frmHiScores::readAgainIfChanged() {
+    const QByteArray bytes = scorefile::Read(ScoresPath());
+    if (bytes == known) return;
+    ScoreTable table;
+    const qint32 stored = scorefile::Decode(bytes, table);
+    // A damaged table is not taken; this game's own is saved over it.
+    if (stored == 0 || checksum(table) != stored) return;
+    HiScores = table;
+    known = bytes;
 }
 
 void frmHiScores::sort() {
@@ -100,21 +136,42 @@ void frmHiScores::sort() {
 }
 
 void frmHiScores::NewHighScore(const qint32& NewScore) {
+    // Other players' games may have entered scores meanwhile; they count for this one too.
+    try {
+        if (QFileInfo::exists(ScoresPath())) readAgainIfChanged();
+    } catch (const runtime::RuntimeError&) {
+        // the save below meets the same trouble and reports it
+    }
     if (NewScore <= HiScores[9].Points) return;
     const QString typed =
         runtime::InputBox(QStringLiteral("Enter Name:"), QStringLiteral("New High Score!"));
-    HiScores[9].Name =
-        typed.isEmpty() ? AnonymousName : codepage::FromUnicode(typed).left(MaxNameBytes);
-    HiScores[9].Points = NewScore;
-    sort();
-    SaveScores();
+    const ScoreEntry entry{typed.isEmpty() ? AnonymousName
+                                           : codepage::FromUnicode(typed).left(MaxNameBytes),
+                           NewScore};
+    // Never locked across the prompt: from here on, reading again, entering and saving are
+    // one step for the other games.
+    locked([&] {
+        if (!saveBlocked) {
+            try {
+                readAgainIfChanged();
+            } catch (const runtime::RuntimeError& e) {
+                saveBlocked = e;
+            }
+        }
+        if (NewScore <= HiScores[9].Points) return; // pushed out while the name was typed
+        HiScores[9] = entry;
+        sort();
+        SaveScores();
+    });
 }
 
 void frmHiScores::mnuReset_Click() {
-    for (int i = 0; i < 10; ++i) {
-        HiScores[i] = ScoreEntry{FreshName, 0};
-        SaveScores();
-    }
+    locked([this] {
+        for (int i = 0; i < 10; ++i) {
+            HiScores[i] = ScoreEntry{FreshName, 0};
+            SaveScores();
+        }
+    });
     displayScores();
 }
 
@@ -127,12 +184,16 @@ void frmHiScores::displayScores() {
 }
 
 qint32 frmHiScores::ScoreChecksum() const {
+    return checksum(HiScores);
+}
+
+qint32 frmHiScores::checksum(const ScoreTable& table) {
     // Wraps round in 32 bits; only a table totalling over 2^31 points can get there.
     quint32 sum = 0;
     for (int i = 0; i < 10; ++i) {
-        for (char c : HiScores[i].Name)
+        for (char c : table[i].Name)
             sum += static_cast<unsigned char>(c);
-        sum += static_cast<quint32>(HiScores[i].Points);
+        sum += static_cast<quint32>(table[i].Points);
     }
     return static_cast<qint32>(sum);
 }

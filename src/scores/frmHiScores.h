@@ -3,9 +3,12 @@
 // hiding or closing the window never loses a score.
 
 #include "ScoreEntry.h"
+#include "runtime.h"
 
 #include <QDialog>
 #include <array>
+#include <functional>
+#include <optional>
 
 class QLabel;
 class QMenu;
@@ -59,4 +62,17 @@ class frmHiScores : public QDialog {
     frmHiScores();
     void Form_Load();
     void Form_GotFocus();
+
+    static qint32 checksum(const ScoreTable& table);
+    // Runs work with the table locked against other games. Without the lock, work still runs,
+    // and every save in it fails at once with the reason (saveBlocked).
+    void locked(const std::function<void()>& work);
+    // Takes the table from the file when another game has written it since this one last read
+    // or wrote it.
+    void readAgainIfChanged();
+    void reportSaveFailure(const runtime::RuntimeError& e);
+
+    // The file's bytes as this game last read or wrote them.
+    QByteArray known;
+    std::optional<runtime::RuntimeError> saveBlocked;
 };

@@ -37,7 +37,7 @@ void InitDirectSound(const runtime::Long& hWnd) {
         SoundBuffers.assign(1, SoundBufferRecord{});
     } catch (const std::exception&) {
         runtime::MsgBox(QStringLiteral("Unable to initialize DirectSound."), runtime::vbOKOnly);
-        runtime::End();
+        runtime::End(1);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "frmBirds_Main.h"
 #include "frmExit.h"
+#include "frmGameOver.h"
+#include "frmHiScores.h"
 #include "modGame.h"
 
 #include <QLabel>
@@ -15,7 +17,7 @@ class TestMainWindow : public QObject {
     QTemporaryDir base;
     std::unique_ptr<frmBirds_Main> w;
     QStringList messages;
-    int ends = 0;
+    QList<int> ends; // exit statuses
 
     int pressedGroup() {
         return w->Buttons(1)->isChecked() * 100 + w->Buttons(2)->isChecked() * 10 +
@@ -32,6 +34,15 @@ class TestMainWindow : public QObject {
         });
         open();
         return seen;
+    }
+    // Logs the modal window shown a moment later and answers it; a wrong one is just hidden.
+    QStringList log;
+    void whenModal(QWidget* expected, std::function<void()> answer) {
+        QTimer::singleShot(300, [=, this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            log << (modal ? modal->windowTitle() : "none");
+            modal == expected ? answer() : modal ? modal->hide() : void();
+        });
     }
     // A running game, no bird in the air, a full gun.
     void freshGame() {
@@ -56,7 +67,7 @@ class TestMainWindow : public QObject {
             messages << prompt + " @" + QString::number(modGame::TickCount);
         });
         runtime::SetInputBoxHook([](const QString&, const QString&) { return QString("Tester"); });
-        runtime::SetEndHook([this] { ++ends; });
+        runtime::SetEndHook([this](int status) { ends << status; });
     }
 
     // No background: a run-time error, no 1 ms tick reaches the engine; then it is there.
@@ -65,14 +76,14 @@ class TestMainWindow : public QObject {
         const QString target = QFile::symLinkTarget(background);
         QVERIFY(QFile::remove(background));
         w = std::make_unique<frmBirds_Main>();
-        QCOMPARE(ends, 1);
+        QCOMPARE(ends, QList<int>{1});
         QCOMPARE(messages.size(), 1);
         QVERIFY2(messages[0].contains("53") && messages[0].endsWith(" @0"),
                  qPrintable(messages[0]));
 
         w.reset();
         messages = {};
-        ends = 0;
+        ends = {};
         QVERIFY(QFile::link(target, background));
         w = std::make_unique<frmBirds_Main>();
         w->show();
@@ -127,17 +138,33 @@ class TestMainWindow : public QObject {
         QTest::mousePress(w->statusBar(), Qt::LeftButton, {}, QPoint(50, 10));
         QTest::mousePress(w->findChild<QWidget*>("lblBirds"), Qt::RightButton);
         QCOMPARE(modGame::Bullets, 7);
-        // Whether a shot at (x, y) hits the bird at (100, 100): x 145 to 198, y 150 to 200.
-        auto hits = [&](double x, double y) {
+        // A bird flown into the field until its corner lies on even pixels, where each half
+        // below rounds to the even side of a box edge. Its steps are whole pixels of a fixed
+        // size, so only a bird entering on an even row (every entry column is even) gets there.
+        freshGame();
+        clsBird& bird = *modGame::Birds[0];
+        do {
+            bird.Zero();
+            bird.appear();
+        } while (bird.posY() % 2 != 0);
+        const auto placed = [&] {
+            return bird.posX() >= 0 && bird.posX() <= 400 && bird.posY() >= 0 &&
+                   bird.posY() <= 290 && bird.posX() % 2 == 0 && bird.posY() % 2 == 0;
+        };
+        for (int i = 0; i < 10000 && !placed(); ++i)
+            bird.move();
+        QVERIFY(placed());
+        const clsBird there = bird;
+        // Whether a shot at the bird's corner plus (dx, dy) hits: dx 45 to 98, dy 50 to 100.
+        auto hits = [&](double dx, double dy) {
             freshGame();
-            modGame::Birds[0]->State = clsBird::Flying;
-            modGame::Birds[0]->PosX = modGame::Birds[0]->PosY = 100;
+            bird = there;
             const modGame::Long score = modGame::Score;
-            emit w->picScreen().MouseDown(2, 0, x, y);
+            emit w->picScreen().MouseDown(2, 0, there.posX() + dx, there.posY() + dy);
             return modGame::Score == score + 50;
         };
-        QVERIFY(hits(198.5, 160) && hits(160, 149.5));                        // to 198, 150
-        QVERIFY(!hits(144.5, 160) && !hits(199.5, 160) && !hits(160, 200.6)); // 144, 200, 201
+        QVERIFY(hits(98.5, 60) && hits(60, 49.5));                       // to 98, 50
+        QVERIFY(!hits(44.5, 60) && !hits(99.5, 60) && !hits(60, 100.6)); // 44, 100, 101
     }
 
     void closeRequestIsTurnedIntoTheExitQuestion() {
@@ -148,7 +175,7 @@ class TestMainWindow : public QObject {
                  "frmExit");
         QVERIFY(!closed && w->isVisible());
         QCOMPARE(modGame::GameState, modGame::StatePaused);
-        QCOMPARE(ends, 0);
+        QVERIFY(ends.isEmpty());
     }
 
     // Ticks arriving while one waits in the game-over dialog are dropped, not made up later.
@@ -169,6 +196,46 @@ class TestMainWindow : public QObject {
         const modGame::Long after = modGame::TickCount;
         QTRY_VERIFY_WITH_TIMEOUT(modGame::TickCount > after + 3, 2000);
         QVERIFY(messages.isEmpty());
+    }
+
+    void gameOver_data() {
+        QTest::addColumn<int>("score");
+        QTest::addColumn<bool>("closeBox");
+        QTest::addColumn<QString>("expected");
+        QTest::addRow("high") << 700 << false
+                              << "Game Over!;prompt Enter Name:;High Scores;1.Ace 700";
+        QTest::addRow("low") << 0 << false << "Game Over!;High Scores;1.No One 0";
+        QTest::addRow("close box") << 5000 << true << "Game Over!;none";
+    }
+    // The game-over dialog's Close offers the final score to the table the main window keeps.
+    void gameOver() {
+        QFETCH(int, score);
+        QFETCH(bool, closeBox);
+        QFETCH(QString, expected);
+        frmGameOver& go = frmGameOver::instance();
+        frmHiScores& hs = frmHiScores::instance();
+        log = {};
+        runtime::SetInputBoxHook([this](const QString& prompt, const QString&) {
+            // The prompt comes after the game-over dialog has gone, before the table shows.
+            const bool covered =
+                frmGameOver::instance().isVisible() || frmHiScores::instance().isVisible();
+            log << "prompt " + prompt + (covered ? " covered" : "");
+            return QString("Ace");
+        });
+        hs.mnuReset_Click(); // a fresh table
+        freshGame();
+        modGame::PauseGame(); // the ticks behind the dialogs leave a paused game's score alone
+        modGame::Score = score;
+        whenModal(&go, [&] {
+            whenModal(&hs, [&] {
+                log << hs.lblName[0]->text() + " " + hs.lblScore[0]->text();
+                hs.cmdClose->click();
+            });
+            closeBox ? (void)go.close() : go.cmdClose->click();
+        });
+        w->showGameOver();
+        QTRY_COMPARE(log.join(';'), expected);
+        QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
     }
 };
 

@@ -49,7 +49,7 @@ void Prepare(const QString& dir, QStringList& messages) {
     WriteAll(dir);
     runtime::SetAppPath(dir);
     runtime::SetMsgBoxHook([&messages](const QString& prompt, int) { messages << prompt; });
-    runtime::SetEndHook([&] { qFatal("program ended: %s", qPrintable(messages.join('|'))); });
+    runtime::SetEndHook([&](int) { qFatal("program ended: %s", qPrintable(messages.join('|'))); });
     dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{});
     DSound::InitDirectSound(1); // any window handle will do
 }

@@ -18,12 +18,11 @@ class BirdTest : public QObject {
     QTemporaryDir dir;
     QStringList messages;
 
-    static clsBird FlyingAt(int x, int y, double clock = 0) {
+    // A bird where it entered, its frame clock at 0, or at 1 after one move.
+    static clsBird Flying(bool movedOnce = false) {
         clsBird bird;
         bird.appear();
-        bird.PosX = Integer(x);
-        bird.PosY = Integer(y);
-        bird.FrameClock = clock;
+        if (movedOnce) bird.move();
         return bird;
     }
 
@@ -42,25 +41,25 @@ class BirdTest : public QObject {
         for (int i = 0; i < n; ++i) {
             clsBird bird;
             bird.appear();
-            QCOMPARE(bird.PosX, bird.Direction == -1 ? 610 : -150);
-            QVERIFY(bird.PosY >= 0 && bird.PosY <= 320);
-            QVERIFY(bird.SpeedX >= 7 && bird.SpeedX < 9.8);
-            QVERIFY(std::abs(bird.SpeedY) >= 2 && std::abs(bird.SpeedY) < 2.8);
-            left += bird.Direction == -1;
-            up += bird.SpeedY < 0;
-            const auto entry = bird.Direction;
+            QCOMPARE(bird.posX(), bird.direction() == -1 ? 610 : -150);
+            QVERIFY(bird.posY() >= 0 && bird.posY() <= 320);
+            QVERIFY(bird.speedX() >= 7 && bird.speedX() < 9.8);
+            QVERIFY(std::abs(bird.speedY()) >= 2 && std::abs(bird.speedY()) < 2.8);
+            left += bird.direction() == -1;
+            up += bird.speedY() < 0;
+            const auto entry = bird.direction();
             for (int m = 0; m < (i < 20 ? 3000 : 1); ++m) {
-                const int x = bird.PosX;
+                const int x = bird.posX();
                 bird.move();
                 // Whatever the first random reversal did, an entrant turns into the field.
-                if (m == 0) QCOMPARE(bird.Direction, entry);
+                if (m == 0) QCOMPARE(bird.direction(), entry);
                 // One step of its own speed, never clamped to the box.
-                QVERIFY(std::abs(std::abs(bird.PosX - x) - std::abs(bird.SpeedX)) <= 0.5);
-                QVERIFY((bird.PosX >= -50 || bird.SpeedX > 0) &&
-                        (bird.PosX <= 510 || bird.SpeedX < 0));
-                QVERIFY((bird.PosY >= -10 || bird.SpeedY > 0) &&
-                        (bird.PosY <= 310 || bird.SpeedY < 0));
-                turns += bird.PosX > 510 || bird.PosX < -50;
+                QVERIFY(std::abs(std::abs(bird.posX() - x) - std::abs(bird.speedX())) <= 0.5);
+                QVERIFY((bird.posX() >= -50 || bird.speedX() > 0) &&
+                        (bird.posX() <= 510 || bird.speedX() < 0));
+                QVERIFY((bird.posY() >= -10 || bird.speedY() > 0) &&
+                        (bird.posY() <= 310 || bird.speedY() < 0));
+                turns += bird.posX() > 510 || bird.posX() < -50;
             }
         }
         QVERIFY(turns > 100);
@@ -81,12 +80,13 @@ class BirdTest : public QObject {
     void framesAdvanceEverySecondMove() {
         QFETCH(double, clock);
         QFETCH(QList<int>, frames);
-        clsBird bird = FlyingAt(200, 100, std::max(clock, 0.0));
-        if (clock >= 0) QCOMPARE(bird.hit(Integer(250), Integer(160)), runtime::True);
+        clsBird bird = Flying(clock == 1);
+        if (clock >= 0)
+            QCOMPARE(bird.hit(Integer(bird.posX() + 50), Integer(bird.posY() + 60)), runtime::True);
         for (int frame : frames) {
             bird.move();
             QCOMPARE(bird.exist(), frame == -1 ? runtime::False : runtime::True);
-            if (frame != -1) QCOMPARE(bird.Frame, frame);
+            if (frame != -1) QCOMPARE(bird.frame(), frame);
         }
     }
 
@@ -97,12 +97,14 @@ class BirdTest : public QObject {
                                                     {60, 49, false}, {60, 101, false}};
         for (const auto& [dx, dy, hits] : cases) {
             SilenceAll();
-            clsBird bird = FlyingAt(-60, -40);
-            const double speedY = bird.SpeedY;
-            QCOMPARE(bird.hit(Integer(-60 + dx), Integer(-40 + dy)) == runtime::True, hits);
-            QCOMPARE(bird.State, hits ? clsBird::Exploding : clsBird::Flying);
-            QCOMPARE(bird.Frame, hits ? 5 : 0);
-            QCOMPARE(bird.SpeedY, hits ? 5.0 : speedY);
+            clsBird bird = Flying();
+            const double speedY = bird.speedY();
+            QCOMPARE(bird.hit(Integer(bird.posX() + dx), Integer(bird.posY() + dy)) ==
+                         runtime::True,
+                     hits);
+            QCOMPARE(bird.state(), hits ? clsBird::Exploding : clsBird::Flying);
+            QCOMPARE(bird.frame(), hits ? 5 : 0);
+            QCOMPARE(bird.speedY(), hits ? 5.0 : speedY);
             QCOMPARE(CountPlaying(modBirds::ExplosionSounds), hits ? 1 : 0);
         }
     }

@@ -1,23 +1,18 @@
 #include "frmExit.h"
-#include "frmGameOver.h"
-#include "frmHiScores.h"
 #include "frmInfo.h"
 #include "runtime.h"
 
+#include <QDesktopServices>
 #include <QLabel>
 #include <QPushButton>
-#include <QTemporaryDir>
 #include <QtTest>
 
 class TestDialogs : public QObject {
     Q_OBJECT
 
-    frmGameOver& go = frmGameOver::instance();
-    frmHiScores& hs = frmHiScores::instance();
     frmExit& ex = frmExit::instance();
-    QTemporaryDir dir;
     QStringList log;
-    int ended = 0;
+    QList<int> ended; // exit statuses
 
     // Logs the modal window shown a moment later and answers it; a wrong one is just hidden.
     void whenModal(QWidget* expected, std::function<void()> answer) {
@@ -28,44 +23,15 @@ class TestDialogs : public QObject {
         });
     }
 
+  public slots:
+    // Stands in for the desktop's browser and mail program.
+    void openUrl(const QUrl& url) { log << url.toString(); }
+
   private slots:
     void init() {
-        runtime::SetAppPath(dir.path());
         log = {};
-        ended = 0;
-        runtime::SetInputBoxHook([this](const QString& prompt, const QString&) {
-            // The prompt comes after the game-over dialog has gone, before the table shows.
-            log << "prompt " + prompt + (go.isVisible() || hs.isVisible() ? " covered" : "");
-            return QString("Ace");
-        });
-        runtime::SetEndHook([this] { ++ended; });
-        hs.mnuReset_Click(); // a fresh table
-    }
-
-    void gameOver_data() {
-        QTest::addColumn<int>("score");
-        QTest::addColumn<bool>("closeBox");
-        QTest::addColumn<QString>("expected");
-        QTest::addRow("high") << 700 << false
-                              << "Game Over!;prompt Enter Name:;High Scores;1.Ace 700";
-        QTest::addRow("low") << 0 << false << "Game Over!;High Scores;1.No One 0";
-        QTest::addRow("close box") << 5000 << true << "Game Over!;none";
-    }
-    void gameOver() {
-        QFETCH(int, score);
-        QFETCH(bool, closeBox);
-        QFETCH(QString, expected);
-        go.ScoreSource = [score] { return qint32(score); };
-        whenModal(&go, [&] {
-            whenModal(&hs, [&] {
-                log << hs.lblName[0]->text() + " " + hs.lblScore[0]->text();
-                hs.cmdClose->click();
-            });
-            closeBox ? (void)go.close() : go.cmdClose->click();
-        });
-        go.exec();
-        QTRY_COMPARE(log.join(';'), expected);
-        QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
+        ended = {};
+        runtime::SetEndHook([this](int status) { ended << status; });
     }
 
     void exit_data() {
@@ -83,11 +49,13 @@ class TestDialogs : public QObject {
                 QTest::keyClick(&ex, how == "Esc" ? Qt::Key_Escape : Qt::Key_Return);
             for (QPushButton* b : ex.findChildren<QPushButton*>())
                 if (b->text() == how) b->click();
-            log << QString::number(ended) + (!ended && ex.isVisible() ? " still open" : "");
+            log << QString::number(ended.size()) +
+                       (ended.isEmpty() && ex.isVisible() ? " still open" : "");
             ex.hide(); // the real end never comes back here
         });
         ex.exec();
         QCOMPARE(log, (QStringList{"Exit Game?!", QString::number(ends)}));
+        QCOMPARE(ended, QList<int>(ends, 0)); // leaving is no failure
     }
 
     void infoShowsVersion() {
@@ -98,6 +66,54 @@ class TestDialogs : public QObject {
         });
         info.exec();
         QCOMPARE(log.join(';'), "About The Morvel Bird Game!;Version 1.1.0");
+    }
+
+    // The logo opens the manual beside the program (a build) or where the package installs
+    // it, found from the program's directory; without either it says what is missing.
+    void infoLinks_data() {
+        QTest::addColumn<QString>("manual");
+        const QString installed = QStringLiteral(MORVEL_INSTALL_DOCDIR "/morvel-birds.html");
+        QTest::addRow("build") << QStringLiteral(MORVEL_INSTALL_APPDIR "/morvel-birds.html");
+        QTest::addRow("installed") << installed;
+        QTest::addRow("left out") << "";
+    }
+    void infoLinks() {
+        QFETCH(QString, manual);
+        QTemporaryDir prefix;
+        const QString app = prefix.path() + "/" MORVEL_INSTALL_APPDIR;
+        const QString installed = prefix.path() + "/" MORVEL_INSTALL_DOCDIR "/morvel-birds.html";
+        QVERIFY(QDir().mkpath(app) && QDir().mkpath(QFileInfo(installed).path()));
+        if (!manual.isEmpty()) {
+            QFile page(prefix.path() + "/" + manual);
+            QVERIFY(page.open(QIODevice::WriteOnly));
+        }
+        runtime::SetAppPath(app);
+        runtime::SetMsgBoxHook([this](const QString& prompt, int) { log << prompt; });
+        QDesktopServices::setUrlHandler("file", this, "openUrl");
+        QDesktopServices::setUrlHandler("mailto", this, "openUrl");
+        frmInfo& info = frmInfo::instance();
+        whenModal(&info, [&] {
+            QTest::mouseClick(info.picLogo, Qt::LeftButton);
+            QTest::mouseClick(info.lblEmail, Qt::LeftButton);
+            log << info.lblEmail->text();
+            info.hide();
+        });
+        info.exec();
+        runtime::SetMsgBoxHook({});
+        QDesktopServices::unsetUrlHandler("file");
+        QDesktopServices::unsetUrlHandler("mailto");
+
+        QCOMPARE(log.size(), 4);
+        if (manual.isEmpty())
+            QVERIFY2(log[1].contains("not installed") && log[1].endsWith(" " + installed),
+                     qPrintable(log[1]));
+        else
+            QCOMPARE(log[1], QUrl::fromLocalFile(prefix.path() + "/" + manual).toString());
+        // The mail goes to the address the window shows, the package's maintainer.
+        const QString address = log[3].mid(QStringLiteral("Email:").size());
+        QCOMPARE(log[2], "mailto:" + address);
+        QVERIFY2(QRegularExpression("^[a-z.-]+@[a-z-]+(\\.[a-z-]+)+$").match(address).hasMatch(),
+                 qPrintable(address));
     }
 };
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
-windows, sound and scores.dat; E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
+windows, sound and scores.dat, then briefly again at QT_SCALE_FACTOR 1.25; E2E_SHOTS_DIR=DIR
+also saves screenshot-title/explosion.png."""
 import os, re, shutil, struct, subprocess, sys, tempfile, time
 
 W, H, TITLE_AT, MAIN, NAME = 600, 400, (76, 13), "The Morvel Bird Game", "Ada Lovebird"
@@ -93,7 +94,7 @@ class Sprite:  # found by a detailed run of figure pixels, confirmed by sampled 
 
 
 class Game:
-    def __init__(self, run_dir):
+    def __init__(self, run_dir, **program_env):
         r, w = os.pipe()
         self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
                                       "-screen", "0", "1024x768x24"], pass_fds=(w,),
@@ -110,7 +111,7 @@ class Game:
         self.wav, conf = f"{run_dir}/sound.wav", f"{run_dir}/alsoft.conf"
         open(conf, "w").write(f"[general]\ndrivers=wave\n[wave]\nfile={self.wav}\n")
         os.mkdir(f"{run_dir}/xdg", 0o700)
-        env = dict(self.env, ALSOFT_CONF=conf, XDG_RUNTIME_DIR=f"{run_dir}/xdg")
+        env = dict(self.env, ALSOFT_CONF=conf, XDG_RUNTIME_DIR=f"{run_dir}/xdg", **program_env)
         env.pop("ALSOFT_DRIVERS", None)
         self.proc = subprocess.Popen([f"{run_dir}/morvel-birds"], cwd="/", env=env,
                                      stdout=open(f"{run_dir}/program.log", "w"),
@@ -244,6 +245,32 @@ def aim_and_hit(g, timeout, button=1):  # returns (screenshot with its explosion
     return None
 
 
+def edges(g, what):  # a press on the field's border is no shot, one on its outermost pixel is
+    g.wait_bar("bullets", 0.97, 1, 6)
+    for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True),
+                       (600, 0, False)):
+        poll(f"no bird over ({x}, {y})", lambda: not any(
+            bx + 25 <= x <= bx + 118 and by + 30 <= y <= by + 120
+            for bx, by in g.find(g.birds, g.field())), 10)
+        before = g.bar("bullets")
+        for _ in range(2 if shot else 1):  # two: a reload meanwhile gives back only one
+            g.shoot(x, y)
+        time.sleep(0.5)
+        after = g.bar("bullets")
+        check((after < before - 0.05) == shot, f"{what}: a press at field pixel ({x}, {y}) "
+              f"{'shoots' if shot else 'is on the border'} (bullets {before:.2f} -> {after:.2f})")
+
+
+def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, device pixels alike
+    g.locate()
+    x, y, w, h = g.geometry(g.win)
+    check(w in (604, 605) and g.fx - x in (2, 3) and 20 <= y + h - g.fy - 402 <= 40,
+          f"scale 1.25: the window fitted around the field and the status bar ({w} x {h})")
+    check(g.bar("bullets") >= 0.97, "scale 1.25: the bullets bar full length, over the field")
+    g.keys("alt+g", "g")
+    edges(g, "scale 1.25")
+
+
 def title_and_speed(g):
     scores = f"{g.dir}/scores.dat"
     poll("a fresh scores.dat: ten No One at 0, checksum 5110",
@@ -358,14 +385,19 @@ def leave(g):
 
 def main():
     work = tempfile.mkdtemp(prefix="morvel-e2e-")
-    run_dir = f"{work}/run"
-    shutil.copytree(sys.argv[1], run_dir, ignore=lambda d, names: [] if d != sys.argv[1] else [
-        n for n in names if n not in ("morvel-birds", "Graphics", "Sounds")])
     g, ok = None, False
     try:
-        g = Game(run_dir)
-        for step in (title_and_speed, play, pause_and_sound, game_over, leave):
-            step(g)
+        for run, env, steps in (
+                ("run", {}, (title_and_speed, play, pause_and_sound, game_over, leave)),
+                ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
+            if g:
+                g.proc.kill(), g.proc.wait(), g.xvfb.terminate(), g.xvfb.wait()
+            run_dir = f"{work}/{run}"
+            shutil.copytree(sys.argv[1], run_dir, ignore=lambda d, names: [] if d != sys.argv[1]
+                            else [n for n in names if n not in ("morvel-birds", "Graphics", "Sounds")])
+            g = Game(run_dir, **env)
+            for step in steps:
+                step(g)
         ok = True
     except AssertionError as e:
         print(f"FAIL: {e}; screenshot in {work}/failure.png", flush=True)

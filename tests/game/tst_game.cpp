@@ -58,16 +58,12 @@ class GameTest : public QObject {
         SilenceAll();
     }
 
-    // A fresh game, the slots filled from the first: a bird at each of `at`.
-    void ToPlaying(std::initializer_list<QPoint> at = {}) {
+    // A fresh game with `birds` launched into the first slots.
+    void ToPlaying(int birds = 0) {
         ToTitle();
         Go();
-        for (QPoint p : at) {
-            clsBird& bird = *Birds[BirdsLeft];
+        for (int i = 0; i < birds; ++i)
             LaunchBird();
-            bird.PosX = Integer(p.x());
-            bird.PosY = Integer(p.y());
-        }
     }
 
   private slots:
@@ -153,20 +149,27 @@ class GameTest : public QObject {
         QTest::newRow("title") << StateTitle << 10 << false << 10 << 0;
     }
 
-    // Two overlapping birds under the shot, a third elsewhere.
+    // Two birds under the shot, the second a copy of the first, a third elsewhere.
     void shots() {
         QFETCH(Long, state);
         QFETCH(int, bullets);
         QFETCH(bool, exploding);
         QFETCH(int, after);
         QFETCH(int, points);
-        ToPlaying({{200, 100}, {210, 110}, {400, 100}});
-        if (exploding) Shoot(Integer(260), Integer(170));
+        ToPlaying(3);
+        *Birds[1] = *Birds[0];
+        const Integer x = Integer(Birds[0]->posX() + 71), y = Integer(Birds[0]->posY() + 75);
+        // The third enters anew while a copy of it would be hit.
+        for (clsBird probe = *Birds[2]; probe.hit(x, y) == runtime::True; probe = *Birds[2]) {
+            Birds[2]->Zero();
+            Birds[2]->appear();
+        }
+        if (exploding) Shoot(x, y);
         const Long score = Score = 1000;
         Bullets = Integer(bullets);
         GameState = state;
         SilenceAll();
-        Shoot(Integer(260), Integer(170));
+        Shoot(x, y);
         QCOMPARE(Bullets, after);
         QCOMPARE(Score, score + points);
         QCOMPARE(BirdsLeft, exploding || points > 0 ? 1 : 3);
@@ -184,7 +187,7 @@ class GameTest : public QObject {
             for (int i = 1; i <= 10; ++i)
                 GameTick();
             QVERIFY(BirdsLeft == 10 && GameState == StatePlaying);
-            if (hitInBetween) Shoot(Integer(Birds[3]->PosX + 70), Integer(Birds[3]->PosY + 75));
+            if (hitInBetween) Shoot(Integer(Birds[3]->posX() + 70), Integer(Birds[3]->posY() + 75));
             GameTick();
             QCOMPARE(w.calls, hitInBetween ? QStringList() : QStringList{"showGameOver @2"});
             QCOMPARE(GameState, hitInBetween ? StatePlaying : StateTitle);
@@ -239,7 +242,7 @@ class GameTest : public QObject {
             inGame = GameState != StateTitle;
             lastScore = Score;
             const auto flying = std::count_if(Birds.begin(), Birds.end(), [](const auto& bird) {
-                return bird->State == clsBird::Flying;
+                return bird->state() == clsBird::Flying;
             });
             if (BirdsLeft != flying) return "BirdsLeft";
             if (Bullets < 0 || Bullets > 10) return "Bullets";
@@ -257,8 +260,8 @@ class GameTest : public QObject {
                 const auto& bird = *Birds[pick() % 10];
                 const bool aim = pick() % 2 == 0 && bird.exist() == runtime::True;
                 const Long before = Score;
-                Shoot(Integer(aim ? bird.PosX + 45 + int(pick() % 54) : int(pick() % 600)),
-                      Integer(aim ? bird.PosY + 50 + int(pick() % 51) : int(pick() % 400)));
+                Shoot(Integer(aim ? bird.posX() + 45 + int(pick() % 54) : int(pick() % 600)),
+                      Integer(aim ? bird.posY() + 50 + int(pick() % 51) : int(pick() % 400)));
                 hits += Score > before;
             } else if (r < 107) {
                 commands[r - 100]();

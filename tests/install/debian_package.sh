@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the Debian package and checks what dpkg would install. Usage: debian_package.sh <build dir>
+# Builds the Debian package and checks what dpkg would install, that lintian finds no error or
+# warning in it, and that the program is hardened. Usage: debian_package.sh <build dir>
 set -uo pipefail
 work="$(mktemp -d)" failed=0
 trap 'rm -rf "$work"' EXIT
@@ -14,13 +15,32 @@ for p in fonts-dejavu-core libqt6widgets6 libqt6gui6 libopenal1 libsndfile1 libc
 done
 dpkg-deb -c "$deb" | awk '{ $1=$2=$3=$4=$5=""; sub(/^ +/, ""); print }' >"$work/contents"
 a=./usr/lib/games/morvel-birds s=./usr/share id=org.morvelbirds.MorvelBirds
-for f in "./usr/bin/morvel-birds -> ../lib/games/morvel-birds/morvel-birds" "$a/morvel-birds" \
+d=$s/doc/morvel-birds
+for f in "./usr/games/morvel-birds -> ../lib/games/morvel-birds/morvel-birds" "$a/morvel-birds" \
     "$a/scores.dat -> /var/games/morvel-birds/scores.dat" "$s/applications/$id.desktop" \
-    "$s/metainfo/$id.metainfo.xml" "$s/icons/hicolor/256x256/apps/$id.png"; do
+    "$s/metainfo/$id.metainfo.xml" "$s/icons/hicolor/256x256/apps/$id.png" \
+    "$s/man/man6/morvel-birds.6.gz" "$d/morvel-birds.html" "$d/copyright" "$d/changelog.gz"; do
     grep -qxF -- "$f" "$work/contents" || fail "not in the package: $f"
 done
 count() { grep -c "^$a/$1/." "$work/contents"; }
 [ "$(count Graphics) $(count Sounds)" = "34 14" ] || fail "not 34 pictures and 14 sounds"
 # The players' table is never a file of the package, or an upgrade would replace it.
 grep '^./var/' "$work/contents" && fail "ships a score file"
+
+lintian -I --pedantic "$deb" 2>/dev/null >"$work/lintian"
+grep -E '^[EW]: ' "$work/lintian" && fail "lintian reports errors or warnings"
+dpkg-deb -x "$deb" "$work/root"
+if grep -q '^MORVEL_SANITIZE:BOOL=ON' "$1/CMakeCache.txt"; then
+    echo "hardening not checked: the sanitizers' build goes without it"
+else # Debian 12's C start files carry no control-flow marking, so no program built there can.
+    hardening-check --quiet --nocfprotection "$work/root/${a#./}/morvel-birds" || fail "not hardened"
+fi
+version="$(dpkg-deb -f "$deb" Version)" email="$(dpkg-deb -f "$deb" Maintainer)"
+email="${email##*<}" email="${email%>}"
+zcat "$work/root/${d#./}/changelog.gz" >"$work/changelog"
+[ "$(dpkg-parsechangelog -l "$work/changelog" -S Version)" = "$version" ] ||
+    fail "the changelog's latest entry is not version $version"
+# The information window's mail link goes to the Maintainer (Qt keeps the text as UTF-16).
+strings -el "$work/root/${a#./}/morvel-birds" | grep -qxF "$email" ||
+    fail "the program's mail address is not the Maintainer's, $email"
 exit $failed

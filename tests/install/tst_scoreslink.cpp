@@ -1,5 +1,5 @@
 // scores.dat beside the program is a symbolic link into a shared score directory: saving must
-// reach the link's final target through a temporary file beside that target, and keep the links.
+// reach the link's final target, with its journal beside that target, and keep the links.
 
 #include "ScoreFile.h"
 #include "frmHiScores.h"
@@ -20,7 +20,7 @@ class TestScoresLink : public QObject {
         QVERIFY(QFile::link("var/games/morvel-birds/real.dat", tmp.filePath("hop.dat")));
         QVERIFY(QFile::link("../../../hop.dat", link));
         QCOMPARE(QFileInfo(scorefile::FinalTarget(link)).absoluteFilePath(), real);
-        QCOMPARE(QFileInfo(scorefile::TempPath(link)).absolutePath(), shared);
+        QCOMPARE(QFileInfo(scorefile::JournalPath(link)).absolutePath(), shared);
 
         QStringList messages;
         runtime::SetAppPath(app);
@@ -36,10 +36,12 @@ class TestScoresLink : public QObject {
         scores.NewHighScore(700);
         QCOMPARE(realBytes().left(9), QByteArray::fromHex("0300416e6ebc020000")); // "Ann", 700
         QVERIFY(QFileInfo(link).isSymLink() && QFileInfo(tmp.filePath("hop.dat")).isSymLink());
-        // Nothing left beside the link or the target: the temporary file was renamed over it.
+        // Nothing new beside the link; beside the target only its journal, empty after the save.
         QCOMPARE(QDir(app).entryList(QDir::Files | QDir::System | QDir::Hidden),
                  QStringList{"scores.dat"});
-        QCOMPARE(QDir(shared).entryList(QDir::Files | QDir::Hidden), QStringList{"real.dat"});
+        QCOMPARE(QDir(shared).entryList(QDir::Files | QDir::Hidden),
+                 (QStringList{"real.dat", "real.dat-journal"}));
+        QCOMPARE(QFileInfo(shared + "/real.dat-journal").size(), 0);
         QCOMPARE(messages, QStringList{});
     }
 };

@@ -4,6 +4,8 @@
 #include <QDir>
 #include <QTest>
 #include <cmath>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace runtime;
 
@@ -54,20 +56,35 @@ class TestRuntime : public QObject {
 
     void guardReportsErrorsAndEnds() {
         QStringList boxes;
-        int ends = 0, reached = 0;
+        QList<int> ends; // exit statuses
+        int reached = 0;
         SetMsgBoxHook([&](const QString& p, int s) { boxes << QString("%1/%2").arg(p).arg(s); });
-        SetEndHook([&] { ++ends; });
+        SetEndHook([&](int status) { ends << status; });
         Guard([] { throw RuntimeError(53, "File not found"); });
         Guard([&] { End(), reached = 1; }); // ends silently, nothing after End runs
         Guard([&] { reached += 10; });
         Guard([] { throw std::out_of_range("index 11"); });
         QCOMPARE(reached, 10);
-        QCOMPARE(ends, 3);
+        QCOMPARE(ends, (QList<int>{1, 0, 1}));
         QCOMPARE(boxes.size(), 2);
         QCOMPARE(boxes[0], "Run-time error '53':\n\nFile not found/16");
         QVERIFY(boxes[1].contains("index 11"));
         SetMsgBoxHook({});
         SetEndHook({});
+    }
+
+    // The real end, in a child: an error is a failure for whoever started the game.
+    void errorEndsTheProcessWithStatus1() {
+        const pid_t child = ::fork();
+        QVERIFY(child >= 0);
+        if (child == 0) {
+            SetMsgBoxHook([](const QString&, int) {});
+            Guard([] { throw RuntimeError(70, "Permission denied"); });
+            ::_exit(99);
+        }
+        int status = 0;
+        QVERIFY(::waitpid(child, &status, 0) == child && WIFEXITED(status));
+        QCOMPARE(WEXITSTATUS(status), 1);
     }
 };
 

@@ -1,5 +1,6 @@
 #include "picturebox.h"
 
+#include "nativepress.h"
 #include "runtime.h"
 
 #include <QMouseEvent>
@@ -37,6 +38,7 @@ int shiftCode(Qt::KeyboardModifiers m) {
 } // namespace
 
 PictureBox::PictureBox(QWidget* parent) : QWidget(parent) {
+    nativepress::Watch();
     dc_ = gdi::CreateSurfaceDC(&surface_, [this] { update(); });
     resizeSurface(int(ScaleWidth()), int(ScaleHeight()));
 }
@@ -175,20 +177,35 @@ void PictureBox::paintEvent(QPaintEvent* event) {
                           : surface_.scaled(surface_.size() * k, Qt::IgnoreAspectRatio,
                                             Qt::FastTransformation);
     shown.setDevicePixelRatio(ratio);
-    const double at = std::round(b * ratio) / ratio;
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    const QPointF at = surfaceCorner(offset * ratio) / ratio - offset;
     p.fillRect(rect().adjusted(b, b, -b, -b), palette().color(QPalette::Window));
-    p.drawImage(QPointF(at, at), shown);
+    p.drawImage(at, shown);
 }
 
 void PictureBox::mousePressEvent(QMouseEvent* event) {
     const int button = buttonCode(event->button());
-    // The surface pixel under the cursor: whole pixels, since the game rounds what it gets.
-    const QPointF in = (event->position() - QPointF(borderWidth(), borderWidth())) / viewScale();
+    // The surface pixel under the cursor, counted in device pixels from where paintEvent put
+    // the surface; whole pixels, since the game rounds what it gets.
+    const double ratio = devicePixelRatioF();
+    const QPointF offset = mapTo(window(), QPointF(0, 0));
+    QPointF device = (event->position() + offset) * ratio;
+    // Where Qt rounded this press to a logical pixel, the window system's own is exact.
+    const auto exact = nativepress::Last(window()->windowHandle());
+    if (exact && std::abs(exact->x() - device.x()) < ratio &&
+        std::abs(exact->y() - device.y()) < ratio)
+        device = *exact;
+    const QPointF in = (device - surfaceCorner(offset * ratio)) / pixelFactor();
     const QPointF at(std::floor(in.x() + 1e-6), std::floor(in.y() + 1e-6));
     // The border is not part of the area: presses on it report nothing.
     if (!button || at.x() < 0 || at.y() < 0 || at.x() >= ScaleWidth() || at.y() >= ScaleHeight())
         return;
     emit MouseDown(button, shiftCode(event->modifiers()), at.x(), at.y());
+}
+
+QPointF PictureBox::surfaceCorner(QPointF areaCorner) const {
+    const double b = borderWidth() * devicePixelRatioF();
+    return QPointF(std::round(areaCorner.x() + b), std::round(areaCorner.y() + b));
 }
 
 void PictureBox::resizeEvent(QResizeEvent* event) {

@@ -57,6 +57,10 @@ class PictureBox : public QWidget {
     void fitToSurface();
     // Widget units per surface pixel.
     double viewScale() const;
+    // Where the surface's corner lies on the window's device pixels when the area's corner
+    // lies at `areaCorner`: a fractional ratio can put the area between device pixels, the
+    // surface goes to the nearest whole one.
+    QPointF surfaceCorner(QPointF areaCorner) const;
 
     QImage surface_;
     gdi::HDC dc_ = 0;

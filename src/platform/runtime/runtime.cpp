@@ -7,8 +7,8 @@
 #include <QTime>
 #include <QWidget>
 #include <cmath>
-#include <cstring>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <random>
 
@@ -55,7 +55,9 @@ void Randomize(Single seed) {
     generator().seed(bits ^ 0x9E3779B9u);
 }
 
-void SeedRandom(std::uint32_t seed) { generator().seed(seed); }
+void SeedRandom(std::uint32_t seed) {
+    generator().seed(seed);
+}
 
 Integer CInt(double value) {
     const double r = std::nearbyint(value);
@@ -78,11 +80,14 @@ Single Timer() {
 QString AppPath() {
     if (!appPathOverride().isEmpty()) return appPathOverride();
     QString dir = QCoreApplication::applicationDirPath();
-    while (dir.size() > 1 && dir.endsWith(QLatin1Char('/'))) dir.chop(1);
+    while (dir.size() > 1 && dir.endsWith(QLatin1Char('/')))
+        dir.chop(1);
     return dir;
 }
 
-void SetAppPath(const QString& path) { appPathOverride() = path; }
+void SetAppPath(const QString& path) {
+    appPathOverride() = path;
+}
 
 QString JoinPath(const QString& base, const QString& relative) {
     QString rel = relative;
@@ -97,6 +102,7 @@ void MsgBox(const QString& prompt, int style) {
     }
     QMessageBox box(style == vbCritical ? QMessageBox::Critical : QMessageBox::NoIcon,
                     QString::fromLatin1(Title), prompt, QMessageBox::Ok, dialogParent());
+    box.setTextFormat(Qt::PlainText); // never markup, whatever a message quotes
     box.exec();
 }
 
@@ -110,20 +116,26 @@ QString InputBox(const QString& prompt, const QString& title) {
     return dialog.textValue();
 }
 
-void SetMsgBoxHook(MsgBoxHook hook) { msgBoxHook() = std::move(hook); }
-void SetInputBoxHook(InputBoxHook hook) { inputBoxHook() = std::move(hook); }
+void SetMsgBoxHook(MsgBoxHook hook) {
+    msgBoxHook() = std::move(hook);
+}
+void SetInputBoxHook(InputBoxHook hook) {
+    inputBoxHook() = std::move(hook);
+}
 
-void End() {
+void End(int status) {
     if (endHook()) {
-        endHook()();
+        endHook()(status);
         throw ProgramEnded{};
     }
     // At once: no destructor, no close handling, no sound release.
     std::fflush(nullptr);
-    std::_Exit(0);
+    std::_Exit(status);
 }
 
-void SetEndHook(EndHook hook) { endHook() = std::move(hook); }
+void SetEndHook(EndHook hook) {
+    endHook() = std::move(hook);
+}
 
 void Guard(const std::function<void()>& handler) {
     try {
@@ -131,16 +143,17 @@ void Guard(const std::function<void()>& handler) {
     } catch (const ProgramEnded&) {
     } catch (const RuntimeError& e) {
         try {
-            MsgBox(QStringLiteral("Run-time error '%1':\n\n%2").arg(e.number()).arg(e.description()),
-                   vbCritical);
-            End();
+            MsgBox(
+                QStringLiteral("Run-time error '%1':\n\n%2").arg(e.number()).arg(e.description()),
+                vbCritical);
+            End(1);
         } catch (const ProgramEnded&) {
         }
     } catch (const std::exception& e) {
         try {
             MsgBox(QStringLiteral("Run-time error:\n\n%1").arg(QString::fromLocal8Bit(e.what())),
                    vbCritical);
-            End();
+            End(1);
         } catch (const ProgramEnded&) {
         }
     }

@@ -18,7 +18,9 @@ using Single = float;
 using Boolean = std::int16_t;
 inline constexpr Boolean True = -1;
 inline constexpr Boolean False = 0;
-inline constexpr Boolean Bool(bool b) { return b ? True : False; }
+inline constexpr Boolean Bool(bool b) {
+    return b ? True : False;
+}
 
 // A run-time error as the game's handlers see it: a number and a description.
 class RuntimeError : public std::runtime_error {
@@ -84,14 +86,14 @@ void SetInputBoxHook(InputBoxHook hook);
 // Thrown by End() when the end hook returns, so that no further code of the caller runs.
 struct ProgramEnded {};
 
-// Ends the program at once: no further handler runs. Tests replace the hook; when it
-// returns, End() throws ProgramEnded, which Guard() swallows.
-[[noreturn]] void End();
-using EndHook = std::function<void()>;
+// Ends the program at once with the exit status given: no further handler runs. Tests replace
+// the hook; when it returns, End() throws ProgramEnded, which Guard() swallows.
+[[noreturn]] void End(int status = 0);
+using EndHook = std::function<void(int status)>;
 void SetEndHook(EndHook hook); // empty: the real end again
 
 // Every event-loop entry runs through this: an unhandled run-time error is reported in a
-// message box and ends the program.
+// message box and ends the program with status 1.
 void Guard(const std::function<void()>& handler);
 
 } // namespace runtime

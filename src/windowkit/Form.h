@@ -20,6 +20,17 @@ constexpr QRect twips(int left, int top, int width, int height) {
     return QRect(px(left), px(top), px(width), px(height));
 }
 
+// Twips on a window whose laid-out pixel is shown `unit` pixels wide. Edges rather than sizes
+// are rounded, so controls that touch as laid out still touch.
+struct Scale {
+    double unit = 1;
+    int px(int twips) const;
+    QRect rect(int left, int top, int width, int height) const;
+    QSize size(int width, int height) const { return rect(0, 0, width, height).size(); }
+    // The font at `unit` times its size, in points or in pixels as it is given.
+    QFont font(QFont f) const;
+};
+
 // The default sans family at the pixel size the point size had on the laid-out screen.
 QFont font(double points, bool bold, bool underline = false);
 

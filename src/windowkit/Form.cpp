@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QPixmap>
 #include <QWindow>
+#include <algorithm>
 #include <cmath>
 
 namespace form {
@@ -19,6 +20,22 @@ QFont font(double points, bool bold, bool underline) {
     f.setPixelSize(static_cast<int>(std::lround(points * LaidOutDpi / 72.0)));
     f.setBold(bold);
     f.setUnderline(underline);
+    return f;
+}
+
+int Scale::px(int twips) const {
+    return static_cast<int>(std::lround(twips * unit / TwipsPerPixel));
+}
+
+QRect Scale::rect(int left, int top, int width, int height) const {
+    return QRect(QPoint(px(left), px(top)), QPoint(px(left + width) - 1, px(top + height) - 1));
+}
+
+QFont Scale::font(QFont f) const {
+    if (f.pointSizeF() > 0)
+        f.setPointSizeF(f.pointSizeF() * unit);
+    else
+        f.setPixelSize(std::max(1, static_cast<int>(std::lround(f.pixelSize() * unit))));
     return f;
 }
 
