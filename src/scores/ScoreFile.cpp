@@ -317,6 +317,8 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
         t.content = bytes;
     }
     const QByteArray old = *t.content;
+    // Nothing to change, nothing to flush: a reset over a table of mostly fresh rows.
+    if (old.startsWith(head)) return old;
     const JournalRecord record{old.size(), old.left(head.size())};
 
     t.content.reset();
