@@ -191,17 +191,21 @@ void decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vect
 }
 
 // Run-length streams write indices at a moving position; pixels the stream skips keep the
-// first palette colour. A stream that stops before its last row counts as truncated.
+// first palette colour. A stream that stops before its last row counts as truncated. Without
+// an image, only whether the stream is whole: a few damaged bytes can claim 2^25 pixels, which
+// are not allocated and filled just to be refused.
 bool decodeRle(const Bytes& f, std::size_t pos, const Header& h, const std::vector<QRgb>& palette,
-               QImage& image) {
-    const int w = image.width(), rows = image.height();
+               QImage* image) {
+    const int w = int(h.width), rows = int(std::abs(h.height));
     const bool four = h.bpp == 4;
-    image.fill(palette[0]);
+    if (image) image->fill(palette[0]);
     int x = 0, y = 0;
     auto put = [&](unsigned index) {
         if (x < w) {
-            auto* line = reinterpret_cast<QRgb*>(image.scanLine(h.height < 0 ? y : rows - 1 - y));
-            line[x++] = palette[index];
+            if (image)
+                reinterpret_cast<QRgb*>(image->scanLine(h.height < 0 ? y : rows - 1 - y))[x] =
+                    palette[index];
+            ++x;
         }
     };
     while (y < rows) {
@@ -247,10 +251,13 @@ QImage decode(const Bytes& f) {
     // Refuse a short file before allocating what its header claims.
     if (!runLength && !f.has(at, static_cast<std::size_t>(rowBytes(h) * std::abs(h.height))))
         return {};
+    if (runLength && !decodeRle(f, at, h, palette, nullptr)) return {};
     QImage image(int(h.width), int(std::abs(h.height)), QImage::Format_RGB32);
     if (image.isNull()) return {};
-    if (runLength) return decodeRle(f, at, h, palette, image) ? image : QImage();
-    decodeRows(f, at, h, palette, image);
+    if (runLength)
+        decodeRle(f, at, h, palette, &image);
+    else
+        decodeRows(f, at, h, palette, image);
     return image;
 }
 
