@@ -9,21 +9,37 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
+#include <cstdio>
 #include <cstdlib>
+#include <linux/magic.h>
+#include <sys/vfs.h>
 
 namespace fuzz {
 
 inline int messages = 0;
 
-inline void Require(bool holds) {
-    if (!holds) std::abort();
+// Names the broken property, so a crash report says what failed and not only where.
+inline void Require(bool holds, const char* what = "property") {
+    if (!holds) {
+        std::fprintf(stderr, "broken property: %s\n", what);
+        std::abort();
+    }
 }
 
-inline QString Write(const char* name, const std::uint8_t* data, std::size_t size) {
-    // In memory where the system has such a place: every score save flushes to the disk.
-    static QTemporaryDir dir(QFileInfo(QStringLiteral("/dev/shm")).isWritable()
-                                 ? QStringLiteral("/dev/shm/morvel-fuzz-XXXXXX")
-                                 : QDir::tempPath() + QStringLiteral("/morvel-fuzz-XXXXXX"));
+// A directory on a memory file system where one exists: every input is written to a file and
+// the score target saves up to ten times per input, which on a disk costs a flush each time.
+inline QString ScratchParent() {
+    for (const QString& dir : {QDir::tempPath(), QStringLiteral("/dev/shm")}) {
+        struct statfs fs {};
+        if (statfs(QFile::encodeName(dir).constData(), &fs) == 0 && fs.f_type == TMPFS_MAGIC &&
+            QFileInfo(dir).isWritable())
+            return dir;
+    }
+    return QDir::tempPath();
+}
+
+inline QString ScratchDir() {
+    static QTemporaryDir dir(ScratchParent() + QStringLiteral("/morvel-fuzz-XXXXXX"));
     static int argc = 1;
     static char arg0[] = "fuzz", *argv[] = {arg0, nullptr};
     static const bool started = [] {
@@ -36,10 +52,21 @@ inline QString Write(const char* name, const std::uint8_t* data, std::size_t siz
             [](int) { std::abort(); }); // ending the program on bad input is a finding
         return dir.isValid();
     }();
-    QFile f(dir.filePath(name));
-    Require(started && f.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    f.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
+    Require(started, "scratch directory");
+    return dir.path();
+}
+
+inline QString Write(const char* name, const std::uint8_t* data, std::size_t size) {
+    QFile f(ScratchDir() + u'/' + QLatin1String(name));
+    Require(f.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
+                f.write(reinterpret_cast<const char*>(data), qint64(size)) == qint64(size),
+            "input written");
     return f.fileName();
+}
+
+inline QString Write(const char* name, const QByteArray& bytes) {
+    return Write(name, reinterpret_cast<const std::uint8_t*>(bytes.constData()),
+                 std::size_t(bytes.size()));
 }
 
 // Runs a reader; false when it refused the input with the program's own error.

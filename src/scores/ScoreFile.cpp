@@ -4,11 +4,13 @@
 #include "runtime.h"
 
 #include <QFile>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <climits>
 #include <fcntl.h>
 #include <map>
+#include <optional>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
@@ -55,6 +57,11 @@ struct Table {
     int journal = -1;
     bool handedOver = false;
     int depth = 0;
+    // While locked, no other game changes either file: what this game last read from the
+    // table or wrote to it, and whether the journal is known to be empty, spare a reset's ten
+    // saves from reading both again.
+    std::optional<QByteArray> content;
+    bool journalEmpty = false;
 };
 
 std::map<std::string, Table>& tables() {
@@ -124,6 +131,8 @@ void release(const std::string& path) {
     const auto at = tables().find(path);
     Table& t = at->second;
     if (t.handedOver) {
+        t.content.reset();
+        t.journalEmpty = false;
         ::flock(t.journal >= 0 ? t.journal : t.fd, LOCK_UN);
         return;
     }
@@ -223,14 +232,20 @@ struct Reader {
 };
 
 void put(QByteArray& out, quint32 value, int width) {
+    char bytes[4];
     for (int i = 0; i < width; ++i)
-        out.append(char((value >> (8 * i)) & 0xFF));
+        bytes[i] = char((value >> (8 * i)) & 0xFF);
+    out.append(bytes, width);
 }
 
 } // namespace
 
 QByteArray Encode(const ScoreTable& table, qint32 checksum) {
     QByteArray out;
+    qsizetype size = 70;
+    for (const ScoreEntry& e : table)
+        size += std::min<qsizetype>(e.Name.size(), 0xFFFF);
+    out.reserve(size);
     for (const ScoreEntry& e : table) {
         const QByteArray name = e.Name.left(0xFFFF);
         put(out, quint32(name.size()), 2);
@@ -259,6 +274,7 @@ Lock::Lock(const QString& path) : path_(QFile::encodeName(path).toStdString()) {
             // only the table's writers can open the journal.
             lockFile(t.journal >= 0 ? t.journal : t.fd);
             if (const int err = recover(t)) raise(err);
+            t.journalEmpty = true;
         } catch (...) {
             release(path_);
             throw;
@@ -273,8 +289,10 @@ Lock::~Lock() {
 
 QByteArray Read(const QString& path) {
     const Lock lock(path);
+    Table& t = locked(QFile::encodeName(path).toStdString());
     QByteArray data;
-    if (const int err = readAll(locked(QFile::encodeName(path).toStdString()).fd, data)) raise(err);
+    if (const int err = readAll(t.fd, data)) raise(err);
+    t.content = data;
     return data;
 }
 
@@ -283,16 +301,28 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
     const std::string name = QFile::encodeName(path).toStdString();
     Table& t = locked(name);
     // An earlier save of this game under the same lock may have failed half-way.
-    if (const int err = recover(t)) raise(err);
+    if (!t.journalEmpty) {
+        t.content.reset();
+        if (const int err = recover(t)) raise(err);
+        t.journalEmpty = true;
+    }
     if (t.journal < 0) {
         if (t.handedOver) raise(ENOENT); // the shared directory takes no new file from a player
         t.journal = openRegular(journalOf(name), O_CREAT, JournalMode);
         if (t.journal < 0) raise(errno);
     }
-    QByteArray old;
-    if (const int err = readAll(t.fd, old)) raise(err);
+    if (!t.content) {
+        QByteArray bytes;
+        if (const int err = readAll(t.fd, bytes)) raise(err);
+        t.content = bytes;
+    }
+    const QByteArray old = *t.content;
+    // Nothing to change, nothing to flush: a reset over a table of mostly fresh rows.
+    if (old.startsWith(head)) return old;
     const JournalRecord record{old.size(), old.left(head.size())};
 
+    t.content.reset();
+    t.journalEmpty = false;
     int err = writeAll(t.journal, EncodeJournal(record));
     if (!err) err = flush(t.journal);
     if (err) {
@@ -306,10 +336,12 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
     if (err) {
         // Back to the old table at once; should that fail too, the journal keeps it for the
         // next lock.
-        if (restore(t.fd, record) == 0) clear(t.journal);
+        if (restore(t.fd, record) == 0 && clear(t.journal) == 0) t.journalEmpty = true;
         raise(err);
     }
-    return head + old.mid(head.size());
+    t.journalEmpty = true;
+    t.content = head + old.mid(head.size());
+    return *t.content;
 }
 
 QString FinalTarget(const QString& path) {
@@ -324,7 +356,10 @@ void HandOver(const std::string& path) {
     const std::string target = finalTarget(path);
     const int fd = openRegular(target, 0);
     if (fd < 0) return;
-    tables()[path] = Table{fd, openRegular(target + "-journal", 0), true, 0};
+    Table& t = tables()[path];
+    t.fd = fd;
+    t.journal = openRegular(target + "-journal", 0);
+    t.handedOver = true;
 }
 
 } // namespace scorefile

@@ -44,7 +44,8 @@ QByteArray Read(const QString& path);
 
 // Under a lock, puts head at the start of the file, keeps whatever the file had beyond it, and
 // returns the file's new content. The bytes it overwrites are flushed to the journal first and
-// the journal is emptied once the table is flushed; a save that fails puts them back.
+// the journal is emptied once the table is flushed; a save that fails puts them back. A file
+// that already starts with head is not written at all.
 QByteArray WriteHead(const QString& path, const QByteArray& head);
 
 // The file that path finally leads to through any symbolic links; path itself otherwise.

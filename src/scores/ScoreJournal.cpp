@@ -15,8 +15,10 @@ quint64 fnv1a(const char* data, qsizetype size, quint64 hash = 0xcbf29ce48422232
 }
 
 void put(QByteArray& out, quint64 value) {
+    char bytes[8];
     for (int i = 0; i < 8; ++i)
-        out.append(char((value >> (8 * i)) & 0xFF));
+        bytes[i] = char((value >> (8 * i)) & 0xFF);
+    out.append(bytes, 8);
 }
 
 quint64 get(const QByteArray& in, qsizetype at) {
@@ -29,11 +31,13 @@ quint64 get(const QByteArray& in, qsizetype at) {
 } // namespace
 
 QByteArray EncodeJournal(const JournalRecord& record) {
-    QByteArray out = Magic;
+    QByteArray out;
+    out.reserve(HeaderSize + record.saved.size());
+    out.append(Magic);
     put(out, quint64(record.tableLength));
     put(out, quint64(record.saved.size()));
     put(out, fnv1a(record.saved.constData(), record.saved.size(), fnv1a(out.constData() + 8, 16)));
-    return out + record.saved;
+    return out.append(record.saved);
 }
 
 std::optional<JournalRecord> DecodeJournal(const QByteArray& bytes, qint64 tableLength) {

@@ -140,6 +140,8 @@ class TestGraphics : public QObject {
         // Full 16-bit channels must come out full, or a white mask would not keep the background.
         direct("16-bit 555", 16, 2, 0, {}, {0x7FFF, 0x7C00, 0x03E0, 0x0010},
                {0xFFFFFF, 0xFF0000, 0x00FF00, 0x000084});
+        direct("32-bit 10-10-10", 32, 1, 3, le(0x3FF00000, 4) + le(0xFFC00, 4) + le(0x3FF, 4),
+               {0x3FFFFFFF, 0x3FC55403}, {0xFFFFFF, 0xFF5500});
         direct("16-bit 565", 16, 2, 3, le(0xF800, 4) + le(0x07E0, 4) + le(0x001F, 4),
                {0xFFFF, 0xF800, 0x07E0, 0x0400}, {0xFFFFFF, 0xFF0000, 0x00FF00, 0x008200});
         using Grid = std::vector<std::vector<int>>;
@@ -165,7 +167,9 @@ class TestGraphics : public QObject {
             bmpFile(3, 2, 24, 0, {}, rows(3, 2, 24, [](int x, int) { return x; }));
         std::vector<QByteArray> broken = {
             "PK\x03\x04 not a bitmap",
-            bmpFile(4, 4, 8, 1, palette(2), QByteArray::fromHex("04010000"), 2)};
+            bmpFile(4, 4, 8, 1, palette(2), QByteArray::fromHex("04010000"), 2),
+            // A mask's bits must be contiguous.
+            bmpFile(2, 1, 16, 3, le(0x7C00, 4) + le(0x03E0, 4) + le(0x0015, 4), QByteArray(4, 0))};
         for (int n = 0; n < good.size(); ++n)
             broken.push_back(good.left(n));
         // Signature, header size, bits per pixel, width 0, height 0, too wide, JPEG, RLE8 on

@@ -228,6 +228,25 @@ class TestScores : public QObject {
         QVERIFY(messages.isEmpty() && prompts.isEmpty());
     }
 
+    // A save that changes no byte does not touch the file; one that changes a byte does.
+    void unchangedSaveLeavesTheFileAlone() {
+        hs.LoadScores();
+        const QByteArray file = QFile::encodeName(path());
+        const auto modifiedLongAgo = [&] {
+            struct stat st {};
+            return ::stat(file, &st) == 0 && st.st_mtim.tv_sec == 1000000000;
+        };
+        const timespec longAgo[2] = {{1000000000, 0}, {1000000000, 0}};
+        QVERIFY(::utimensat(AT_FDCWD, file, longAgo, 0) == 0);
+        hs.mnuReset_Click();
+        hs.SaveScores();
+        QVERIFY(modifiedLongAgo() && readFile() == Fresh);
+        answers << "Ann";
+        hs.NewHighScore(5);
+        QVERIFY(!modifiedLongAgo() && readFile().mid(2, 3) == "Ann");
+        QVERIFY(messages.isEmpty());
+    }
+
     // A save of Zed's 777 over the table, cut short before each of its writes, flushes and
     // truncations in turn. Failing (the disk full), it says so and leaves the old table at once.
     // Killed, the next start finds the old table until the journal was emptied and the new one

@@ -179,19 +179,22 @@ class TestSound : public QObject {
     void badFilesRaiseErrorsNamingTheFile() {
         writeWave("good.wav", SF_FORMAT_PCM_16, 1, fire);
         writeWave("adpcm.wav", SF_FORMAT_IMA_ADPCM, 1, fire);
-        QFile good(path("good.wav")), adpcm(path("adpcm.wav"));
-        QVERIFY(good.open(QIODevice::ReadOnly) && adpcm.resize(adpcm.size() - 600));
-        const QByteArray bytes = good.readAll();
+        writeWave("big.wav", SF_FORMAT_PCM_16 | SF_ENDIAN_BIG, 1, fire); // RIFX
+        QFile good(path("good.wav")), adpcm(path("adpcm.wav")), big(path("big.wav"));
+        QVERIFY(good.open(QIODevice::ReadOnly) && adpcm.resize(adpcm.size() - 600) &&
+                big.open(QIODevice::ReadOnly));
+        const QByteArray bytes = good.readAll(), bigBytes = big.readAll();
         for (auto [name, content] :
              std::vector<std::pair<QString, QByteArray>>{{"cut.wav", bytes.left(bytes.size() / 2)},
+                                                         {"bigcut.wav", bigBytes.left(3000)},
                                                          {"head.wav", bytes.left(20)},
                                                          {"garbage.wav", QByteArray(3000, 'x')},
                                                          {"empty.wav", {}}}) {
             QFile f(path(name));
             QVERIFY(f.open(QIODevice::WriteOnly) && f.write(content) == content.size());
         }
-        for (const char* name :
-             {"missing.wav", "cut.wav", "head.wav", "garbage.wav", "empty.wav", "adpcm.wav"}) {
+        for (const char* name : {"missing.wav", "cut.wav", "bigcut.wav", "head.wav", "garbage.wav",
+                                 "empty.wav", "adpcm.wav"}) {
             try {
                 Sound().load(QString("\\Sounds\\") + name);
                 QFAIL(name);

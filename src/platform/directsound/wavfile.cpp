@@ -22,27 +22,25 @@ namespace {
                                     .arg(QDir::toNativeSeparators(fileName), why));
 }
 
-std::uint32_t le32(const char* p) {
-    return static_cast<std::uint32_t>(static_cast<unsigned char>(p[0])) |
-           static_cast<std::uint32_t>(static_cast<unsigned char>(p[1])) << 8 |
-           static_cast<std::uint32_t>(static_cast<unsigned char>(p[2])) << 16 |
-           static_cast<std::uint32_t>(static_cast<unsigned char>(p[3])) << 24;
+std::uint32_t u32(const char* p, bool bigEndian) {
+    std::uint32_t v = 0;
+    for (int i = 0; i < 4; ++i)
+        v |= std::uint32_t(static_cast<unsigned char>(p[i])) << (8 * (bigEndian ? 3 - i : i));
+    return v;
 }
 
 // libsndfile quietly shortens a data chunk that runs past the end of the file, so a cut file
-// would play cut. Walk the RIFF chunks and compare the declared data size with what is there.
+// would play cut. Walk the chunks of a file it took for WAV ("RIFF", or "RIFX" with big-endian
+// sizes, then "WAVE") and compare the declared data size with what is there.
 bool dataChunkCut(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) return false;
     const qint64 size = file.size();
-    char head[12];
-    if (file.read(head, 12) != 12 || QByteArray(head, 4) != "RIFF" ||
-        QByteArray(head + 8, 4) != "WAVE")
-        return false;
+    const bool big = file.read(4) == "RIFX";
     qint64 pos = 12;
     char chunk[8];
     while (pos + 8 <= size && file.seek(pos) && file.read(chunk, 8) == 8) {
-        const qint64 length = le32(chunk + 4);
+        const qint64 length = u32(chunk + 4, big);
         if (QByteArray(chunk, 4) == "data") return pos + 8 + length > size;
         pos += 8 + length + (length & 1);
     }

@@ -90,15 +90,18 @@ bool readHeader(const Bytes& f, Header& h) {
     }
     std::size_t after = 14 + size;
     if (h.compression == BI_BITFIELDS || h.compression == BI_ALPHABITFIELDS) {
-        if (size == 64) return false;
         std::size_t at = 54;
         if (size == 40) {
             at = after;
             after += h.compression == BI_ALPHABITFIELDS ? 16 : 12;
             if (!f.has(at, 12)) return false;
         }
-        for (int i = 0; i < 3; ++i)
+        for (int i = 0; i < 3; ++i) {
             h.masks[i] = f.u32(at + 4 * i);
+            // The bits of a mask must be contiguous; a broken one has no meaning to read by.
+            const std::uint32_t m = h.masks[i] ? h.masks[i] >> std::countr_zero(h.masks[i]) : 0;
+            if (m & (m + 1)) return false;
+        }
         h.explicitMasks = true;
     }
     h.paletteOffset = after;
@@ -155,11 +158,10 @@ std::int64_t rowBytes(const Header& h) {
     return (h.width * h.bpp + 31) / 32 * 4;
 }
 
-bool decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vector<QRgb>& palette,
+void decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vector<QRgb>& palette,
                 QImage& image) {
     const int w = image.width(), rows = image.height();
-    const std::int64_t stride = rowBytes(h);
-    if (!f.has(at, static_cast<std::size_t>(stride * rows))) return false;
+    const std::int64_t stride = rowBytes(h); // decode() has made sure that every row is there
     const Channel red(h.masks[0]), green(h.masks[1]), blue(h.masks[2]);
     const bool plain32 =
         h.bpp == 32 && h.masks[0] == 0xFF0000 && h.masks[1] == 0xFF00 && h.masks[2] == 0xFF;
@@ -192,21 +194,24 @@ bool decodeRows(const Bytes& f, std::size_t at, const Header& h, const std::vect
             }
         }
     }
-    return true;
 }
 
 // Run-length streams write indices at a moving position; pixels the stream skips keep the
-// first palette colour. A stream that stops before its last row counts as truncated.
+// first palette colour. A stream that stops before its last row counts as truncated. Without
+// an image, only whether the stream is whole: a few damaged bytes can claim 2^25 pixels, which
+// are not allocated and filled just to be refused.
 bool decodeRle(const Bytes& f, std::size_t pos, const Header& h, const std::vector<QRgb>& palette,
-               QImage& image) {
-    const int w = image.width(), rows = image.height();
+               QImage* image) {
+    const int w = int(h.width), rows = int(std::abs(h.height));
     const bool four = h.bpp == 4;
-    image.fill(palette[0]);
+    if (image) image->fill(palette[0]);
     int x = 0, y = 0;
     auto put = [&](unsigned index) {
         if (x < w) {
-            auto* line = reinterpret_cast<QRgb*>(image.scanLine(h.height < 0 ? y : rows - 1 - y));
-            line[x++] = palette[index];
+            if (image)
+                reinterpret_cast<QRgb*>(image->scanLine(h.height < 0 ? y : rows - 1 - y))[x] =
+                    palette[index];
+            ++x;
         }
     };
     while (y < rows) {
@@ -252,11 +257,14 @@ QImage decode(const Bytes& f) {
     // Refuse a short file before allocating what its header claims.
     if (!runLength && !f.has(at, static_cast<std::size_t>(rowBytes(h) * std::abs(h.height))))
         return {};
+    if (runLength && !decodeRle(f, at, h, palette, nullptr)) return {};
     QImage image(int(h.width), int(std::abs(h.height)), QImage::Format_RGB32);
     if (image.isNull()) return {};
-    const bool ok =
-        runLength ? decodeRle(f, at, h, palette, image) : decodeRows(f, at, h, palette, image);
-    return ok ? image : QImage();
+    if (runLength)
+        decodeRle(f, at, h, palette, &image);
+    else
+        decodeRows(f, at, h, palette, image);
+    return image;
 }
 
 runtime::Prefetched<QImage, true>& prefetched() {

@@ -3,13 +3,11 @@
 #include "nativepress.h"
 #include "runtime.h"
 
-#include <QFile>
-#include <QFileInfo>
-#include <QImageReader>
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
 #include <QPixmap>
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -38,33 +36,6 @@ int shiftCode(Qt::KeyboardModifiers m) {
            (m & Qt::AltModifier ? 4 : 0);
 }
 
-bool startsLikeIcon(const QString& fileName) {
-    QFile f(fileName);
-    if (!f.open(QIODevice::ReadOnly)) return false;
-    const QByteArray head = f.read(4);
-    return head.size() == 4 && head[0] == 0 && head[1] == 0 && (head[2] == 1 || head[2] == 2) &&
-           head[3] == 0;
-}
-
-// The 32 x 32 image of a multi-image icon when it has one, else its largest.
-QImage readIcon(const QString& fileName) {
-    QImageReader reader(fileName, "ico");
-    QImage best;
-    for (int i = 0; i < std::min(reader.imageCount(), 64); ++i) {
-        if (!reader.jumpToImage(i)) break;
-        const QImage image = reader.read();
-        if (image.isNull()) break;
-        if (image.size() == QSize(32, 32)) return image;
-        if (image.width() * image.height() > best.width() * best.height()) best = image;
-    }
-    return best;
-}
-
-void requireFile(const QString& fileName) {
-    if (!QFileInfo(fileName).isFile())
-        throw runtime::RuntimeError(runtime::ErrFileNotFound, QStringLiteral("File not found"));
-}
-
 // Qt hands a draw of 96 scan lines or more to its thread pool; for a bird-sized part that costs
 // more in waking threads than the copy itself. Bands of fewer lines stay on this thread.
 void drawInBands(QPainter& p, const QRect& target, const QImage& image, const QRect& source) {
@@ -74,10 +45,6 @@ void drawInBands(QPainter& p, const QRect& target, const QImage& image, const QR
         p.drawImage(QRect(target.x(), target.y() + y, target.width(), h), image,
                     QRect(source.x(), source.y() + y, source.width(), h));
     }
-}
-
-[[noreturn]] void invalidPicture() {
-    throw runtime::RuntimeError(runtime::ErrInvalidPicture, QStringLiteral("Invalid picture"));
 }
 
 } // namespace
@@ -321,27 +288,4 @@ void PictureBox::fitToSurface() {
     const auto fit = [v](int pixels) { return int(std::ceil(pixels * v - 1e-6)); };
     setFixedSize(fit(surface_.width()) + 2 * borderWidth(),
                  fit(surface_.height()) + 2 * borderWidth());
-}
-
-QImage LoadPicture(const QString& fileName) {
-    requireFile(fileName);
-    if (startsLikeIcon(fileName)) {
-        QImage icon = readIcon(fileName);
-        if (icon.isNull()) invalidPicture();
-        return icon;
-    }
-    QImage image = gdi::ReadBitmapFile(fileName);
-    if (image.isNull()) {
-        QImageReader other(fileName);
-        if (other.format() != "bmp") image = other.read();
-    }
-    if (image.isNull()) invalidPicture();
-    return image;
-}
-
-QCursor LoadCursorIcon(const QString& fileName) {
-    requireFile(fileName);
-    const QImage icon = readIcon(fileName);
-    if (icon.isNull()) invalidPicture();
-    return QCursor(QPixmap::fromImage(icon), icon.width() / 2, icon.height() / 2);
 }
