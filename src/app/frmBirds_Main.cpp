@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QTimer>
 
 frmBirds_Main::frmBirds_Main(QWidget* parent) : QMainWindow(parent) {
     setObjectName(QStringLiteral("frmBirds_Main"));
@@ -123,6 +124,11 @@ void frmBirds_Main::closeEvent(QCloseEvent* event) {
 bool frmBirds_Main::eventFilter(QObject* watched, QEvent* event) {
     // The field takes another size with a new picture or on a screen of another scale.
     if (watched == picScreen_ && event->type() == QEvent::Resize) fitToPlayField();
+    // The first frame is up: what only sound needs can come now, beside the game.
+    if (watched == picScreen_ && event->type() == QEvent::Paint && !soundReadied_) {
+        soundReadied_ = true;
+        QTimer::singleShot(0, this, [] { DSound::ReadySoundDevice(); });
+    }
     return QMainWindow::eventFilter(watched, event);
 }
 

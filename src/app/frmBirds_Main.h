@@ -114,4 +114,5 @@ class frmBirds_Main : public QMainWindow, public GameWindow {
     PictureBox* PicBuffer_ = nullptr;
 
     QTimer tmrGame_;
+    bool soundReadied_ = false;
 };

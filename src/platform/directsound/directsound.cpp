@@ -116,14 +116,6 @@ std::shared_ptr<Device> openDefault() {
     const auto& name = deviceNameOverride();
     device->device = alcOpenDevice(name ? name->c_str() : nullptr);
     if (!device->device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
-    // The game uses no effects: without auxiliary sends every voice is smaller.
-    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
-    device->context = alcCreateContext(device->device, attrs);
-    if (!device->context) fail(E_FAIL, QStringLiteral("The sound device refused a context"));
-    ALCint rate = 0;
-    alcGetIntegerv(device->device, ALC_FREQUENCY, 1, &rate);
-    device->rate = rate;
-    device->pauseWhileQuiet();
     return device;
 }
 
@@ -207,10 +199,6 @@ std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
         std::lock_guard g(devicePrefetch().lock);
         devicePrefetch().configuration.reset();
     }
-    device->watchForQuietFromNowOn();
-    device->makeCurrent();
-    if (!alIsExtensionPresent("AL_EXT_FLOAT32"))
-        fail(DSERR_NODRIVER, QStringLiteral("The sound device cannot play float samples"));
     return std::make_shared<DirectSound>(std::move(device), events_);
 }
 
@@ -244,8 +232,8 @@ std::shared_ptr<DirectSoundBuffer> DirectSound::CreateSoundBufferFromFile(const 
     if (cooperativeLevel_ == 0)
         fail(DSERR_INVALIDCALL, QStringLiteral("No cooperative level set before loading %1")
                                     .arg(QDir::toNativeSeparators(fileName)));
-    DecodedWave wave = DecodeWaveFile(fileName);
-    return std::make_shared<DirectSoundBuffer>(device_, events_, desc.lFlags, fileName, wave);
+    return std::make_shared<DirectSoundBuffer>(device_, events_, desc.lFlags, fileName,
+                                               DecodeWaveFile(fileName));
 }
 
 std::shared_ptr<DirectSoundBuffer>
@@ -257,10 +245,19 @@ DirectSound::CreateSoundBufferFromResource(const QString& module, const QString&
     fail(DSERR_NOINTERFACE, QStringLiteral("Resource not found: %1").arg(name));
 }
 
+void DirectSound::MakeReadyAside(std::function<void()> made) {
+    device_->makeAside(std::move(made));
+}
+
+void DirectSound::MakeReady() {
+    device_->ensureReady();
+}
+
 std::vector<float> DirectSound::RenderLoopback(int frames) {
     if (!device_->loopback)
         fail(DSERR_INVALIDCALL, QStringLiteral("Only a loopback device renders on demand"));
     if (frames < 0) fail(E_INVALIDARG, QStringLiteral("Negative frame count"));
+    device_->ensureReady();
     std::vector<float> out(static_cast<size_t>(frames) * device_->channels);
     if (frames > 0) device_->render(device_->device, out.data(), frames);
     return out;
@@ -270,14 +267,16 @@ bool DirectSound::isLoopback() const {
     return device_->loopback;
 }
 int DirectSound::sampleRate() const {
+    device_->ensureReady();
     return device_->rate;
 }
 
 bool DirectSound::mixing() const {
-    return !device_->paused;
+    return device_->readyNow() && !device_->paused;
 }
 
 int DirectSound::mixerRefresh() const {
+    device_->ensureReady();
     ALCint refresh = 0;
     alcGetIntegerv(device_->device, ALC_REFRESH, 1, &refresh);
     return refresh;

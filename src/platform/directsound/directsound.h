@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -122,6 +123,12 @@ class DirectSound {
                                                                      DSBUFFERDESC& desc,
                                                                      WAVEFORMATEX& format);
 
+    // The device's context is made when first needed; start-up has it made on another thread
+    // once the window shows: `made` then runs on this thread and should call MakeReady, which
+    // waits for or makes the context and raises what failed.
+    void MakeReadyAside(std::function<void()> made);
+    void MakeReady();
+
     // Test support: the next `frames` frames of a loopback device's mix, interleaved floats.
     std::vector<float> RenderLoopback(int frames);
     bool isLoopback() const;
@@ -141,7 +148,7 @@ class DirectSoundBuffer {
   public:
     struct Data;
     DirectSoundBuffer(std::shared_ptr<Device> device, std::shared_ptr<EventTable> events,
-                      Long flags, const QString& fileName, const DecodedWave& wave);
+                      Long flags, const QString& fileName, DecodedWave&& wave);
     ~DirectSoundBuffer();
     DirectSoundBuffer(const DirectSoundBuffer&) = delete;
     DirectSoundBuffer& operator=(const DirectSoundBuffer&) = delete;

@@ -8,7 +8,7 @@
 
 namespace dx {
 
-struct DirectSoundBuffer::Data {
+struct DirectSoundBuffer::Data final : PendingUpload {
     std::shared_ptr<Device> device;
     std::shared_ptr<EventTable> events;
     Long flags = 0;
@@ -16,6 +16,7 @@ struct DirectSoundBuffer::Data {
     int channels = 1;
     int rate = 0;
     Long frames = 0;
+    DecodedWave wave; // until uploaded
     ALuint source = 0;
     ALuint buffer = 0;
     bool looping = false;
@@ -25,16 +26,53 @@ struct DirectSoundBuffer::Data {
     std::unique_ptr<QTimer> watch; // notices the end of a sound that carries a stop event
 
     Long blockAlign() const { return channels * 4; }
+    // Not yet uploaded: it cannot be playing, and it has nothing of OpenAL's to ask or free.
+    bool waiting() const { return source == 0; }
     ALint state() const {
         ALint s = AL_INITIAL;
         alGetSourcei(source, AL_SOURCE_STATE, &s);
         return s;
     }
+    void upload() override;
 };
+
+void DirectSoundBuffer::Data::upload() {
+    if (!buffer) {
+        alGenBuffers(1, &buffer);
+        checkAl("make a buffer", fileName);
+    }
+    const bool stereo = wave.channels == 2;
+    if (!wave.pcm16.empty())
+        alBufferData(buffer, stereo ? AL_FORMAT_STEREO16 : AL_FORMAT_MONO16, wave.pcm16.data(),
+                     static_cast<ALsizei>(wave.pcm16.size() * sizeof(std::int16_t)),
+                     wave.sampleRate);
+    else
+        alBufferData(buffer, stereo ? AL_FORMAT_STEREO_FLOAT32 : AL_FORMAT_MONO_FLOAT32,
+                     wave.samples.data(), static_cast<ALsizei>(wave.samples.size() * sizeof(float)),
+                     wave.sampleRate);
+    checkAl("fill a buffer", fileName);
+    ALuint made = 0;
+    alGenSources(1, &made);
+    checkAl("make a source", fileName);
+    // Heard as recorded: no distance or position, and a stereo file's channels go straight to
+    // the left and right outputs instead of being placed as two virtual speakers.
+    alSourcei(made, AL_SOURCE_RELATIVE, AL_TRUE);
+    alSource3f(made, AL_POSITION, 0.0f, 0.0f, 0.0f);
+    alSourcef(made, AL_ROLLOFF_FACTOR, 0.0f);
+    if (stereo) alSourcei(made, AL_DIRECT_CHANNELS_SOFT, AL_TRUE);
+    alSourcei(made, AL_BUFFER, static_cast<ALint>(buffer));
+    if (const ALenum error = alGetError(); error != AL_NO_ERROR) {
+        alDeleteSources(1, &made);
+        failAl("attach a buffer", fileName, error);
+    }
+    source = made;
+    wave = DecodedWave{};
+    device->voices.push_back({source, frames, rate});
+}
 
 DirectSoundBuffer::DirectSoundBuffer(std::shared_ptr<Device> device,
                                      std::shared_ptr<EventTable> events, Long flags,
-                                     const QString& fileName, const DecodedWave& wave)
+                                     const QString& fileName, DecodedWave&& wave)
     : d_(std::make_unique<Data>()) {
     d_->device = std::move(device);
     d_->events = std::move(events);
@@ -43,34 +81,19 @@ DirectSoundBuffer::DirectSoundBuffer(std::shared_ptr<Device> device,
     d_->channels = wave.channels;
     d_->rate = wave.sampleRate;
     d_->frames = static_cast<Long>(wave.frames());
-
-    d_->device->makeCurrent();
-    alGenBuffers(1, &d_->buffer);
-    checkAl("make a buffer", fileName);
-    const bool stereo = wave.channels == 2;
-    if (!wave.pcm16.empty())
-        alBufferData(d_->buffer, stereo ? AL_FORMAT_STEREO16 : AL_FORMAT_MONO16, wave.pcm16.data(),
-                     static_cast<ALsizei>(wave.pcm16.size() * sizeof(std::int16_t)),
-                     wave.sampleRate);
-    else
-        alBufferData(d_->buffer, stereo ? AL_FORMAT_STEREO_FLOAT32 : AL_FORMAT_MONO_FLOAT32,
-                     wave.samples.data(), static_cast<ALsizei>(wave.samples.size() * sizeof(float)),
-                     wave.sampleRate);
-    checkAl("fill a buffer", fileName);
-    alGenSources(1, &d_->source);
-    checkAl("make a source", fileName);
-    // Heard as recorded: no distance or position, and a stereo file's channels go straight to
-    // the left and right outputs instead of being placed as two virtual speakers.
-    alSourcei(d_->source, AL_SOURCE_RELATIVE, AL_TRUE);
-    alSource3f(d_->source, AL_POSITION, 0.0f, 0.0f, 0.0f);
-    alSourcef(d_->source, AL_ROLLOFF_FACTOR, 0.0f);
-    if (stereo) alSourcei(d_->source, AL_DIRECT_CHANNELS_SOFT, AL_TRUE);
-    alSourcei(d_->source, AL_BUFFER, static_cast<ALint>(d_->buffer));
-    checkAl("attach a buffer", fileName);
-    d_->device->voices.push_back({d_->source, d_->frames, d_->rate});
+    d_->wave = std::move(wave);
+    if (d_->device->readyNow()) {
+        d_->device->makeCurrent();
+        d_->upload();
+    } else {
+        d_->device->pending.push_back(d_.get());
+    }
 }
 
 DirectSoundBuffer::~DirectSoundBuffer() {
+    auto& pending = d_->device->pending;
+    pending.erase(std::remove(pending.begin(), pending.end(), d_.get()), pending.end());
+    if (!d_->buffer) return;
     if (alcGetCurrentContext() != d_->device->context) alcMakeContextCurrent(d_->device->context);
     auto& voices = d_->device->voices;
     voices.erase(std::remove_if(voices.begin(), voices.end(),
@@ -86,8 +109,12 @@ void DirectSoundBuffer::SetCurrentPosition(Long position) {
         fail(E_INVALIDARG, QStringLiteral("Position %1 is outside the sound %2")
                                .arg(position)
                                .arg(QDir::toNativeSeparators(d_->fileName)));
-    d_->device->makeCurrent();
     const Long frame = position / d_->blockAlign();
+    if (d_->waiting()) {
+        d_->pendingFrame = frame;
+        return;
+    }
+    d_->device->makeCurrent();
     if (d_->state() == AL_PLAYING) {
         alSourcei(d_->source, AL_SAMPLE_OFFSET, frame);
     } else {
@@ -100,6 +127,7 @@ void DirectSoundBuffer::SetCurrentPosition(Long position) {
 }
 
 Long DirectSoundBuffer::GetCurrentPosition() {
+    if (d_->waiting()) return d_->pendingFrame * d_->blockAlign();
     d_->device->makeCurrent();
     const ALint state = d_->state();
     if (state == AL_PLAYING || state == AL_PAUSED) {
@@ -116,6 +144,8 @@ void DirectSoundBuffer::Play(Long flags) {
     if ((flags & ~DSBPLAY_LOOPING) != 0)
         fail(E_INVALIDARG, QStringLiteral("Play flags %1 are not known").arg(flags));
     d_->device->makeCurrent();
+    // Uploaded with the rest as the context came, unless that failed: it then says why.
+    if (d_->waiting()) d_->upload();
     d_->looping = (flags & DSBPLAY_LOOPING) != 0;
     alSourcei(d_->source, AL_LOOPING, d_->looping ? AL_TRUE : AL_FALSE);
     const ALint state = d_->state();
@@ -146,6 +176,7 @@ void DirectSoundBuffer::Play(Long flags) {
 }
 
 void DirectSoundBuffer::Stop() {
+    if (d_->waiting()) return;
     d_->device->makeCurrent();
     if (d_->state() != AL_PLAYING) return;
     alSourcePause(d_->source);
@@ -155,6 +186,7 @@ void DirectSoundBuffer::Stop() {
 }
 
 Long DirectSoundBuffer::GetStatus() {
+    if (d_->waiting()) return 0;
     d_->device->makeCurrent();
     if (d_->state() != AL_PLAYING) return 0;
     return DSBSTATUS_PLAYING | (d_->looping ? DSBSTATUS_LOOPING : 0);

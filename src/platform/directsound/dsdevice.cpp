@@ -13,6 +13,56 @@ constexpr int kQuietMs = 250;
 constexpr int kLoopCheckMs = 1000;
 } // namespace
 
+void Device::makeContext() {
+    // The game uses no effects: without auxiliary sends every voice is smaller.
+    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
+    context = alcCreateContext(device, attrs);
+    if (!context) fail(E_FAIL, QStringLiteral("The sound device refused a context"));
+    // Known for certain only now: the driver may settle on another rate as the mixer starts.
+    ALCint frequency = 0;
+    alcGetIntegerv(device, ALC_FREQUENCY, 1, &frequency);
+    rate = frequency;
+    pauseWhileQuiet();
+}
+
+void Device::makeAside(std::function<void()> made) {
+    if (context || maker.joinable() || makeFailed) return;
+    // Lives until the maker is joined, so the notice always has somewhere to go.
+    if (!notice) notice = std::make_unique<QObject>();
+    maker = std::thread([this, made = std::move(made)] {
+        try {
+            makeContext();
+        } catch (...) {
+            makeFailed = std::current_exception();
+        }
+        QMetaObject::invokeMethod(notice.get(), made, Qt::QueuedConnection);
+    });
+}
+
+void Device::ensureReady() {
+    if (ready && pending.empty()) return;
+    if (maker.joinable()) maker.join();
+    if (makeFailed) std::rethrow_exception(makeFailed);
+    if (!context) makeContext();
+    select();
+    if (!ready) {
+        if (!alIsExtensionPresent("AL_EXT_FLOAT32"))
+            fail(DSERR_NODRIVER, QStringLiteral("The sound device cannot play float samples"));
+        ready = true;
+        watchForQuietFromNowOn();
+    }
+    // In the order they were made; one that fails stays with its samples and reports itself
+    // when it is played.
+    const std::vector<PendingUpload*> waiting = std::move(pending);
+    pending.clear();
+    for (PendingUpload* buffer : waiting) {
+        try {
+            buffer->upload();
+        } catch (const runtime::RuntimeError&) {
+        }
+    }
+}
+
 void Device::pauseWhileQuiet() {
     // A loopback device renders only when asked and has no mixer of its own to pause. The wave
     // writer of OpenAL Soft 1.19 rewrites its file's header when it stops and goes on writing
