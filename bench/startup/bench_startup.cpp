@@ -3,6 +3,7 @@
 // beside this executable; launch it through bench_startup_minimal --spawn to count loading.
 
 #include "FirstPaint.h"
+#include "LazyIconStyle.h"
 #include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 
@@ -13,6 +14,7 @@ int main(int argc, char* argv[]) {
     // As main does.
     auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
+    QApplication::setStyle(new LazyIconStyle);
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     auto window = std::make_unique<frmBirds_Main>();
     prefetch.reset();

@@ -149,7 +149,7 @@ void frmBirds_Main::createControls() {
     PicBuffer_ = new PictureBox(Client);
     PicBuffer_->setObjectName(QStringLiteral("PicBuffer"));
     PicBuffer_->setAutoSize(true);
-    QImage blank(600, 400, QImage::Format_RGB32);
+    QImage blank = gdi::NewSurface(600, 400);
     blank.fill(Qt::black);
     PicBuffer_->setPicture(blank);
     PicBuffer_->hide();
@@ -160,8 +160,8 @@ void frmBirds_Main::createControls() {
     picScreen_->setAutoSize(true);
     // Until start-up gives it the background, the field is blank at its laid-out size.
     const int border = picScreen_->borderWidth();
-    QImage empty(form::px(PlayFieldWidth) - 2 * border, form::px(PlayFieldHeight) - 2 * border,
-                 QImage::Format_RGB32);
+    QImage empty = gdi::NewSurface(form::px(PlayFieldWidth) - 2 * border,
+                                   form::px(PlayFieldHeight) - 2 * border);
     empty.fill(picScreen_->palette().color(QPalette::Window));
     picScreen_->setPicture(empty);
 

@@ -1,5 +1,6 @@
 #include "Privileges.h"
 #include "ScoreFile.h"
+#include "LazyIconStyle.h"
 #include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 #include "runtime.h"
@@ -22,6 +23,7 @@ int main(int argc, char* argv[]) {
     // The sound device and the asset files are read on a second thread while the toolkit starts.
     auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
+    QApplication::setStyle(new LazyIconStyle);
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
                                             .arg(runtime::App.Major)

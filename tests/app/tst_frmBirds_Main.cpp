@@ -1,3 +1,4 @@
+#include "LazyIconStyle.h"
 #include "frmBirds_Main.h"
 #include "frmExit.h"
 #include "frmGameOver.h"
@@ -7,6 +8,7 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QStyleFactory>
 #include <QStatusBar>
 #include <QTemporaryDir>
 #include <QTest>
@@ -49,6 +51,7 @@ class TestMainWindow : public QObject {
         for (const QFileInfo& f : QDir(run + "/Graphics").entryInfoList(QDir::Files))
             QVERIFY(QFile::link(f.filePath(), base.path() + "/Graphics/" + f.fileName()));
         runtime::SetAppPath(base.path());
+        QApplication::setStyle(new LazyIconStyle); // as the program does
         // As long as a real message box would, it keeps the event loop running.
         runtime::SetMsgBoxHook([this](const QString& prompt, int) {
             QTest::qWait(150);
@@ -75,6 +78,22 @@ class TestMainWindow : public QObject {
         QVERIFY(QFile::link(target, background));
         w = std::make_unique<frmBirds_Main>();
         w->show();
+    }
+
+    // Reading any picture through the toolkit loads all of its image plugins, so the bars'
+    // overflow icons are read only when drawn; drawn, they are the style's own.
+    void startingLoadsNoImagePlugin() {
+        QTRY_VERIFY(w->isVisible() && w->picScreen().isVisible());
+        QFile maps("/proc/self/maps");
+        QVERIFY(maps.open(QIODevice::ReadOnly));
+        QVERIFY(!maps.readAll().contains("/imageformats/"));
+        const QStyle* base = static_cast<QProxyStyle*>(QApplication::style())->baseStyle();
+        for (auto which : {QStyle::SP_ToolBarHorizontalExtensionButton,
+                           QStyle::SP_ToolBarVerticalExtensionButton}) {
+            const QImage drawn = w->menuBar()->style()->standardIcon(which).pixmap(16).toImage();
+            QVERIFY(!drawn.isNull());
+            QCOMPARE(drawn, base->standardIcon(which).pixmap(16).toImage());
+        }
     }
 
     // Menus and items (name=caption), the toolbar's positions (tag|tool tip|image), controls.

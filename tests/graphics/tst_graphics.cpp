@@ -8,6 +8,10 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <algorithm>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -187,6 +191,26 @@ class TestGraphics : public QObject {
     }
 
     // Every transfer, clipped or not, also within one surface, equals a pixel-by-pixel model.
+    // A new surface's pages are mapped before its first write, in one call, where the kernel
+    // can (a page touched first costs a fault, on some machines slower than filling it).
+    void newSurfacesAreMappedBeforeTheirFirstWrite() {
+        const long page = sysconf(_SC_PAGESIZE);
+        void* probe = mmap(nullptr, size_t(page), PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        const bool canPopulate = madvise(probe, size_t(page), MADV_POPULATE_WRITE) == 0;
+        munmap(probe, size_t(page));
+        if (!canPopulate) QSKIP("this kernel cannot map pages ahead (MADV_POPULATE_WRITE)");
+        QImage surface = gdi::NewSurface(600, 400);
+        QCOMPARE(surface.size(), QSize(600, 400));
+        QCOMPARE(surface.format(), QImage::Format_RGB32);
+        const auto begin = reinterpret_cast<std::uintptr_t>(surface.constBits());
+        const std::uintptr_t first = (begin + page - 1) / page * page,
+                             last = (begin + surface.sizeInBytes()) / page * page;
+        std::vector<unsigned char> resident((last - first) / page);
+        QCOMPARE(mincore(reinterpret_cast<void*>(first), last - first, resident.data()), 0);
+        QCOMPARE(std::count(resident.begin(), resident.end(), 0), 0);
+    }
+
     void blitsMatchThePixelModel() {
         QRandomGenerator rng(11);
         QImage src, dst;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
+#include <sys/mman.h>
 #include <vector>
 
 namespace gdi {
@@ -258,7 +259,7 @@ QImage decode(const Bytes& f) {
     if (!runLength && !f.has(at, static_cast<std::size_t>(rowBytes(h) * std::abs(h.height))))
         return {};
     if (runLength && !decodeRle(f, at, h, palette, nullptr)) return {};
-    QImage image(int(h.width), int(std::abs(h.height)), QImage::Format_RGB32);
+    QImage image = NewSurface(int(h.width), int(std::abs(h.height)));
     if (image.isNull()) return {};
     if (runLength)
         decodeRle(f, at, h, palette, &image);
@@ -277,6 +278,9 @@ QImage readFile(const QString& fileName) {
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
     // Mapped, the file's pages come straight from the page cache instead of being copied.
     if (const uchar* mapped = file.map(0, file.size())) {
+        // All at once, rather than a fault for every few pages as the decoder reaches them.
+        madvise(const_cast<uchar*>(mapped), static_cast<std::size_t>(file.size()),
+                MADV_POPULATE_READ);
         QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
         file.unmap(const_cast<uchar*>(mapped));
         return image;

@@ -8,6 +8,8 @@
 #include <span>
 #include <unordered_map>
 #include <vector>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace gdi {
 namespace {
@@ -297,6 +299,19 @@ HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)>
     dc.changed = std::move(changed);
     t.dcs.emplace(h, std::move(dc));
     return h;
+}
+
+QImage NewSurface(int width, int height) {
+    QImage image(width, height, QImage::Format_RGB32);
+    if (image.isNull()) return image;
+    static const std::uintptr_t page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto begin = reinterpret_cast<std::uintptr_t>(image.bits());
+    const std::uintptr_t first = (begin + page - 1) & ~(page - 1),
+                         last = (begin + static_cast<std::uintptr_t>(image.sizeInBytes())) &
+                                ~(page - 1);
+    // A kernel without it refuses, and the pages come one fault at a time as before.
+    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
+    return image;
 }
 
 QImage* SurfaceOf(HDC dc) {

@@ -57,6 +57,11 @@ void AnnounceBitmapFiles(const std::vector<QString>& fileNames);
 void PrefetchBitmapFiles();
 void DropPrefetchedBitmapFiles();
 
+// A new RGB32 image, its memory mapped in one call: touched a page at a time, a large image
+// costs a fault for every 4 KiB, which on some machines takes longer than filling the page.
+// The pixels are undefined until written.
+QImage NewSurface(int width, int height);
+
 // The surface a device context reads and writes; nullptr when it has none.
 QImage* SurfaceOf(HDC dc);
 

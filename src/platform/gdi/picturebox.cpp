@@ -95,7 +95,7 @@ void PictureBox::setPicture(const QImage& picture) {
         surface_ = picture.convertToFormat(QImage::Format_RGB32);
     } else {
         if (autoSize_) {
-            surface_ = QImage(picture.size(), QImage::Format_RGB32);
+            surface_ = gdi::NewSurface(picture.width(), picture.height());
             surface_.fill(backColor(*this));
         }
         QPainter p(&surface_);
@@ -274,7 +274,7 @@ void PictureBox::resizeSurface(int w, int h) {
     w = std::max(0, w);
     h = std::max(0, h);
     if (surface_.width() == w && surface_.height() == h && !surface_.isNull()) return;
-    QImage next(w, h, QImage::Format_RGB32);
+    QImage next = gdi::NewSurface(w, h);
     next.fill(backColor(*this));
     if (!surface_.isNull()) {
         QPainter p(&next);
