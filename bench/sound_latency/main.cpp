@@ -199,6 +199,8 @@ int main(int argc, char** argv) {
     click1.load(QStringLiteral("\\click.wav"));
     hum1.load(QStringLiteral("\\hum.wav"));
     modSound::SetSoundOn(runtime::True);
+    // Made by the time a player can shoot: the game has it made once its window shows.
+    DSound::SoundDevice->MakeReady();
     auto& buffer = *DSound::SoundBuffers.at(0).Buffer;
 
     // Waits with the event loop running, as the game's does between ticks.
