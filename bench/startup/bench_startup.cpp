@@ -15,6 +15,7 @@ int main(int argc, char* argv[]) {
     auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
     QApplication::setStyle(new LazyIconStyle);
+    prefetch->ToolkitStarted();
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     auto window = std::make_unique<frmBirds_Main>();
     prefetch.reset();

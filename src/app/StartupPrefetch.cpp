@@ -43,14 +43,25 @@ StartupPrefetch::StartupPrefetch() {
     dx::AnnounceStartup(true, sounds);
     // One thread beside the main one: on two cores a third would only slow the main thread.
     // The device first, as the load needs it first and it takes longest.
-    thread_ = std::thread([] {
+    thread_ = std::thread([this] {
         dx::PrefetchDevice();
+        {
+            std::unique_lock g(lock_);
+            started_.wait(g, [this] { return toolkit_; });
+        }
         gdi::PrefetchBitmapFiles();
         dx::PrefetchWaveFiles();
     });
 }
 
+void StartupPrefetch::ToolkitStarted() {
+    std::lock_guard g(lock_);
+    toolkit_ = true;
+    started_.notify_one();
+}
+
 StartupPrefetch::~StartupPrefetch() {
+    ToolkitStarted();
     thread_.join();
     dx::DropPrefetched();
     gdi::DropPrefetchedBitmapFiles();

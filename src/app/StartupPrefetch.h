@@ -4,6 +4,8 @@
 // The load takes the results in its own order, with its own messages, and does itself
 // whatever the thread has not reached. Made first thing in main; ended once the window stands.
 
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 class StartupPrefetch {
@@ -13,6 +15,13 @@ class StartupPrefetch {
     StartupPrefetch(const StartupPrefetch&) = delete;
     StartupPrefetch& operator=(const StartupPrefetch&) = delete;
 
+    // Call once the toolkit has started. Until then the thread opens only the sound device:
+    // decoding beside the toolkit's own start, which maps libraries and plugins, slows both.
+    void ToolkitStarted();
+
   private:
+    std::mutex lock_;
+    std::condition_variable started_;
+    bool toolkit_ = false;
     std::thread thread_;
 };

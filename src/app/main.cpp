@@ -24,6 +24,7 @@ int main(int argc, char* argv[]) {
     auto prefetch = std::make_unique<StartupPrefetch>();
     QApplication app(argc, argv);
     QApplication::setStyle(new LazyIconStyle);
+    prefetch->ToolkitStarted();
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
                                             .arg(runtime::App.Major)
