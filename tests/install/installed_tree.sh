@@ -14,6 +14,10 @@ fail() { echo "FAIL: $*"; failed=1; }
 cmake --install "$1" --prefix "$prefix" >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
 desktop-file-validate "$prefix/share/applications/$id.desktop" || fail "desktop entry"
 appstreamcli validate --no-net "$prefix/share/metainfo/$id.metainfo.xml" || fail "metainfo"
+# The sound libraries are opened once the program runs: linked, they and their codecs would all
+# be loaded before main.
+linked="$(readelf -d "$prefix/lib/games/morvel-birds/morvel-birds" | grep -E 'NEEDED.*(openal|sndfile)')"
+[ -z "$linked" ] || fail "sound libraries linked: $linked"
 
 ALSOFT_DRIVERS=null "$prefix/bin/morvel-birds" >"$work/game.log" 2>&1 &
 pid=$!

@@ -73,6 +73,7 @@ DirectX7::~DirectX7() = default;
 namespace {
 
 std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
+    LoadOpenAL();
     const DriverConfiguration configuration;
     if (!alcIsExtensionPresent(nullptr, "ALC_SOFT_loopback"))
         fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
@@ -111,6 +112,7 @@ std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
 }
 
 std::shared_ptr<Device> openDefault() {
+    LoadOpenAL();
     const DriverConfiguration configuration;
     auto device = std::make_shared<Device>();
     const auto& name = deviceNameOverride();
@@ -190,6 +192,7 @@ void DropPrefetched() {
 
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
+    LoadOpenAL();
     std::shared_ptr<Device> device;
     if (loopbackFormat()) {
         device = openLoopback(*loopbackFormat());

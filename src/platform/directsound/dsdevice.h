@@ -3,9 +3,8 @@
 
 #include "directsound.h"
 
-#include <AL/al.h>
-#include <AL/alc.h>
-#include <AL/alext.h>
+#include "soundlibs.h"
+
 #include <QDir>
 #include <QTimer>
 #include <exception>

@@ -2,6 +2,7 @@
 
 #include "Prefetched.h"
 #include "directsound.h"
+#include "soundlibs.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,7 +11,6 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <sndfile.h>
 
 namespace dx {
 
@@ -79,10 +79,11 @@ DecodedWave decodeFile(const QString& fileName) {
             QStringLiteral("File not found: %1").arg(QDir::toNativeSeparators(fileName)));
     if (!info.isFile()) badFile(fileName, QStringLiteral("not a file"));
 
+    const SndFileLibrary& sf = SndFile();
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
-        sf_open(QFile::encodeName(fileName).constData(), SFM_READ, &sfinfo), sf_close);
-    if (!file) badFile(fileName, QString::fromUtf8(sf_strerror(nullptr)));
+        sf.open(QFile::encodeName(fileName).constData(), SFM_READ, &sfinfo), sf.close);
+    if (!file) badFile(fileName, QString::fromUtf8(sf.strerror(nullptr)));
 
     const int major = sfinfo.format & SF_FORMAT_TYPEMASK;
     if (major != SF_FORMAT_WAV && major != SF_FORMAT_WAVEX)
@@ -121,9 +122,9 @@ DecodedWave decodeFile(const QString& fileName) {
         return total;
     };
     const sf_count_t total =
-        shorts ? read(wave.pcm16, sf_readf_short) : read(wave.samples, sf_readf_float);
-    if (sf_error(file.get()) != SF_ERR_NO_ERROR)
-        badFile(fileName, QString::fromUtf8(sf_strerror(file.get())));
+        shorts ? read(wave.pcm16, sf.readShorts) : read(wave.samples, sf.readFloats);
+    if (sf.error(file.get()) != SF_ERR_NO_ERROR)
+        badFile(fileName, QString::fromUtf8(sf.strerror(file.get())));
     if (total != sfinfo.frames)
         badFile(fileName,
                 QStringLiteral("truncated: %1 of %2 frames").arg(total).arg(sfinfo.frames));
