@@ -25,6 +25,8 @@ for _ in $(seq 40); do
     sleep 0.25 && [ -n "$(xdotool search --onlyvisible --pid "$pid")" ] && break
 done
 sleep 1 # time for an error box to follow the main window
+# The sounds are decoded: the decoder and its codecs are closed again.
+grep -q libsndfile "/proc/$pid/maps" && fail "the sound decoder stays loaded after start-up"
 shown="$(for w in $(xdotool search --onlyvisible --pid "$pid"); do
     xdotool getwindowgeometry "$w" | sed -n 's/.*Geometry: //p'; done)"
 kill "$pid" 2>/dev/null || { fail "the game ended by itself"; cat "$work/game.log"; }

@@ -20,7 +20,7 @@ namespace {
 }
 
 void* open(const char* library) {
-    // Never closed: the library's own threads and the device outlive any caller.
+    // OpenAL is never closed: its threads and the device outlive any caller.
     void* handle = dlopen(library, RTLD_NOW | RTLD_LOCAL);
     if (!handle) missing(library, dlerror());
     return handle;
@@ -48,20 +48,48 @@ void LoadOpenAL() {
     });
 }
 
-const SndFileLibrary& SndFile() {
-    // A failed load throws out of the initialiser, and the next call tries again.
-    static const SndFileLibrary library = [] {
-        void* handle = open(kSndFile);
-        return SndFileLibrary{
-            symbol<decltype(&::sf_open)>(handle, kSndFile, "sf_open"),
-            symbol<decltype(&::sf_close)>(handle, kSndFile, "sf_close"),
-            symbol<decltype(&::sf_readf_short)>(handle, kSndFile, "sf_readf_short"),
-            symbol<decltype(&::sf_readf_float)>(handle, kSndFile, "sf_readf_float"),
-            symbol<decltype(&::sf_error)>(handle, kSndFile, "sf_error"),
-            symbol<decltype(&::sf_strerror)>(handle, kSndFile, "sf_strerror"),
-        };
-    }();
+namespace {
+struct SndFileHandle {
+    std::mutex lock;
+    void* handle = nullptr;
+    SndFileLibrary functions{};
+};
+SndFileHandle& sndFile() {
+    static SndFileHandle library;
     return library;
+}
+} // namespace
+
+SndFileLibrary SndFile() {
+    SndFileHandle& library = sndFile();
+    std::lock_guard g(library.lock);
+    if (!library.handle) {
+        // Kept only once every function is there, so a failed open is tried again next time.
+        void* handle = dlopen(kSndFile, RTLD_NOW | RTLD_LOCAL);
+        if (!handle) missing(kSndFile, dlerror());
+        try {
+            library.functions = SndFileLibrary{
+                symbol<decltype(&::sf_open)>(handle, kSndFile, "sf_open"),
+                symbol<decltype(&::sf_close)>(handle, kSndFile, "sf_close"),
+                symbol<decltype(&::sf_readf_short)>(handle, kSndFile, "sf_readf_short"),
+                symbol<decltype(&::sf_readf_float)>(handle, kSndFile, "sf_readf_float"),
+                symbol<decltype(&::sf_error)>(handle, kSndFile, "sf_error"),
+                symbol<decltype(&::sf_strerror)>(handle, kSndFile, "sf_strerror"),
+            };
+        } catch (...) {
+            dlclose(handle);
+            throw;
+        }
+        library.handle = handle;
+    }
+    return library.functions;
+}
+
+void CloseSndFile() {
+    SndFileHandle& library = sndFile();
+    std::lock_guard g(library.lock);
+    if (library.handle) dlclose(library.handle);
+    library.handle = nullptr;
 }
 
 } // namespace dx

@@ -51,8 +51,8 @@ MORVEL_OPENAL_FUNCTIONS(MORVEL_DECLARE)
 // (DSERR_NODRIVER) naming the library when it or one of its functions is missing.
 void LoadOpenAL();
 
-// The libsndfile functions the WAV reader calls; loaded by the first call, which raises
-// runtime::RuntimeError naming the library when it cannot be.
+// The libsndfile functions the WAV reader calls, valid until CloseSndFile. The first call after a
+// close opens the library, and raises runtime::RuntimeError naming it when it cannot.
 struct SndFileLibrary {
     decltype(&::sf_open) open;
     decltype(&::sf_close) close;
@@ -61,6 +61,9 @@ struct SndFileLibrary {
     decltype(&::sf_error) error;
     decltype(&::sf_strerror) strerror;
 };
-const SndFileLibrary& SndFile();
+SndFileLibrary SndFile();
+// The decoder and its codecs hold a megabyte that the game needs only while it loads its sounds:
+// start-up closes them once it has. Only while no other thread decodes.
+void CloseSndFile();
 
 } // namespace dx

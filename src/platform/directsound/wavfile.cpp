@@ -79,7 +79,7 @@ DecodedWave decodeFile(const QString& fileName) {
             QStringLiteral("File not found: %1").arg(QDir::toNativeSeparators(fileName)));
     if (!info.isFile()) badFile(fileName, QStringLiteral("not a file"));
 
-    const SndFileLibrary& sf = SndFile();
+    const SndFileLibrary sf = SndFile();
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
         sf.open(QFile::encodeName(fileName).constData(), SFM_READ, &sfinfo), sf.close);
