@@ -188,7 +188,6 @@ void DropPrefetched() {
         p.state = DevicePrefetch::State::None;
     }
     DropPrefetchedWaveFiles();
-    CloseSndFile();
 }
 
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {

@@ -48,48 +48,33 @@ void LoadOpenAL() {
     });
 }
 
-namespace {
-struct SndFileHandle {
-    std::mutex lock;
-    void* handle = nullptr;
-    SndFileLibrary functions{};
-};
-SndFileHandle& sndFile() {
-    static SndFileHandle library;
-    return library;
-}
-} // namespace
-
-SndFileLibrary SndFile() {
-    SndFileHandle& library = sndFile();
-    std::lock_guard g(library.lock);
-    if (!library.handle) {
-        // Kept only once every function is there, so a failed open is tried again next time.
-        void* handle = dlopen(kSndFile, RTLD_NOW | RTLD_LOCAL);
-        if (!handle) missing(kSndFile, dlerror());
-        try {
-            library.functions = SndFileLibrary{
-                symbol<decltype(&::sf_open)>(handle, kSndFile, "sf_open"),
-                symbol<decltype(&::sf_close)>(handle, kSndFile, "sf_close"),
-                symbol<decltype(&::sf_readf_short)>(handle, kSndFile, "sf_readf_short"),
-                symbol<decltype(&::sf_readf_float)>(handle, kSndFile, "sf_readf_float"),
-                symbol<decltype(&::sf_error)>(handle, kSndFile, "sf_error"),
-                symbol<decltype(&::sf_strerror)>(handle, kSndFile, "sf_strerror"),
-            };
-        } catch (...) {
-            dlclose(handle);
-            throw;
-        }
-        library.handle = handle;
+std::shared_ptr<const SndFileLibrary> SndFile() {
+    static std::mutex lock;
+    static std::weak_ptr<const SndFileLibrary> held;
+    std::lock_guard g(lock);
+    if (auto library = held.lock()) return library;
+    void* handle = dlopen(kSndFile, RTLD_NOW | RTLD_LOCAL);
+    if (!handle) missing(kSndFile, dlerror());
+    std::shared_ptr<const SndFileLibrary> library;
+    try {
+        library.reset(new SndFileLibrary{
+                          symbol<decltype(&::sf_open)>(handle, kSndFile, "sf_open"),
+                          symbol<decltype(&::sf_close)>(handle, kSndFile, "sf_close"),
+                          symbol<decltype(&::sf_readf_short)>(handle, kSndFile, "sf_readf_short"),
+                          symbol<decltype(&::sf_readf_float)>(handle, kSndFile, "sf_readf_float"),
+                          symbol<decltype(&::sf_error)>(handle, kSndFile, "sf_error"),
+                          symbol<decltype(&::sf_strerror)>(handle, kSndFile, "sf_strerror"),
+                      },
+                      [handle](const SndFileLibrary* functions) {
+                          delete functions;
+                          dlclose(handle);
+                      });
+    } catch (...) {
+        dlclose(handle);
+        throw;
     }
-    return library.functions;
-}
-
-void CloseSndFile() {
-    SndFileHandle& library = sndFile();
-    std::lock_guard g(library.lock);
-    if (library.handle) dlclose(library.handle);
-    library.handle = nullptr;
+    held = library;
+    return library;
 }
 
 } // namespace dx

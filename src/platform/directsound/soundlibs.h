@@ -12,6 +12,7 @@
 #include <AL/al.h>
 #include <AL/alc.h>
 #include <AL/alext.h>
+#include <memory>
 #include <sndfile.h>
 
 namespace dx {
@@ -51,8 +52,10 @@ MORVEL_OPENAL_FUNCTIONS(MORVEL_DECLARE)
 // (DSERR_NODRIVER) naming the library when it or one of its functions is missing.
 void LoadOpenAL();
 
-// The libsndfile functions the WAV reader calls, valid until CloseSndFile. The first call after a
-// close opens the library, and raises runtime::RuntimeError naming it when it cannot.
+// The libsndfile functions the WAV reader calls. The decoder and its codecs hold a megabyte
+// that the game needs only while it loads its sounds: the library stays open while someone
+// holds what SndFile returned, and closes when the last holder lets go. A call while nobody
+// holds it opens it, and raises runtime::RuntimeError naming it when it cannot.
 struct SndFileLibrary {
     decltype(&::sf_open) open;
     decltype(&::sf_close) close;
@@ -61,9 +64,6 @@ struct SndFileLibrary {
     decltype(&::sf_error) error;
     decltype(&::sf_strerror) strerror;
 };
-SndFileLibrary SndFile();
-// The decoder and its codecs hold a megabyte that the game needs only while it loads its sounds:
-// start-up closes them once it has. Only while no other thread decodes.
-void CloseSndFile();
+std::shared_ptr<const SndFileLibrary> SndFile();
 
 } // namespace dx

@@ -79,7 +79,8 @@ DecodedWave decodeFile(const QString& fileName) {
             QStringLiteral("File not found: %1").arg(QDir::toNativeSeparators(fileName)));
     if (!info.isFile()) badFile(fileName, QStringLiteral("not a file"));
 
-    const SndFileLibrary sf = SndFile();
+    const std::shared_ptr<const SndFileLibrary> library = SndFile();
+    const SndFileLibrary& sf = *library;
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
         sf.open(QFile::encodeName(fileName).constData(), SFM_READ, &sfinfo), sf.close);
@@ -143,6 +144,14 @@ void AnnounceWaveFiles(const std::vector<QString>& fileNames) {
 }
 
 void PrefetchWaveFiles() {
+    // Open across every file, then closed here, off the first thread, unless a reader still
+    // decodes; a library that cannot be opened leaves every file to its reader.
+    std::shared_ptr<const SndFileLibrary> library;
+    try {
+        library = SndFile();
+    } catch (const std::exception&) {
+        return;
+    }
     // A file that fails is left to its reader, to raise the error where start-up expects it.
     prefetched().fill([](const QString& fileName) -> std::optional<DecodedWave> {
         try {
