@@ -53,7 +53,25 @@ startups="$(for _ in $(seq "$RUNS"); do
     timeout 30 "$BUILD/bin/bench_startup_minimal" --spawn "$BUILD/bin/$exe" 2>/dev/null
   done
 done)"
+# Again with a session bus, as a desktop has: the toolkit talks to it as it starts.
+bus_startups=""
+if command -v dbus-daemon >/dev/null; then
+  read -r bus bus_pid < <(dbus-daemon --session --fork --print-address=1 --print-pid=1 | paste -sd' ')
+  bus_startups="$(for _ in $(seq "$RUNS"); do
+    for exe in bench_startup_minimal bench_startup; do
+      DBUS_SESSION_BUS_ADDRESS="$bus" timeout 30 "$BUILD/bin/bench_startup_minimal" --spawn \
+        "$BUILD/bin/$exe" 2>/dev/null
+    done
+  done)"
+  kill "$bus_pid"
+fi
 startup() { grep "mode=$1 " <<<"$startups" | field "$2" | median; }
+bus_startup() {
+  [ -n "$bus_startups" ] || { echo n/a; return 0; }
+  grep "mode=$1 " <<<"$bus_startups" | field first_frame_ms | median
+}
+bus_game_ms="$(bus_startup game)" bus_min_ms="$(bus_startup minimal)"
+bus_ratio="$(ratio "$bus_game_ms" "$bus_min_ms")"
 game_ms="$(startup game first_frame_ms)"
 min_ms="$(startup minimal first_frame_ms)"
 game_mib="$(startup game rss_kib | awk '{printf "%.1f", $1/1024}')"
@@ -135,6 +153,7 @@ row "measure" "value" "reference, ratio / goal"
 row "--------------------------------------------" "----------------------------" "--------------------------------------"
 row "frame composition, median" "${frame_us:-n/a} us" "memcpy floor ${floor_us:-n/a} us, ratio ${frame_ratio:-n/a} / <= 1.5: $(atmost "$frame_ratio" 1.5)"
 row "start-up to first frame (Xvfb, median)" "${game_ms} ms" "minimal window ${min_ms} ms, ratio ${startup_ratio} / <= 1.3: $(atmost "$startup_ratio" 1.3)"
+row "start-up with a session bus (median)" "${bus_game_ms:-n/a} ms" "minimal window ${bus_min_ms:-n/a} ms, ratio ${bus_ratio} / <= 1.3: $(atmost "$bus_ratio" 1.3)"
 row "resident memory at first frame" "${game_mib} MiB" "minimal window ${min_mib} MiB, +${extra_mib} / <= +10: $(atmost "$extra_mib" 10)"
 row "resident memory, title state after 22 s" "${title_mib} MiB" ""
 row "CPU, title state at 50 ms (${ROUNDS} x ${title_s} s)" "${cpu_title} % of a core" "floor ${cpu_floor50} %, ratio ${title_ratio} / <= 1.3: $(atmost "$title_ratio" 1.3)"

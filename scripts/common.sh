@@ -16,7 +16,7 @@ PACKAGES=(
   appstream desktop-file-utils dpkg-dev file
   mandoc lintian devscripts
   sway wtype grim qt6-wayland
-  strace
+  strace dbus-daemon
 )
 
 install_missing() {

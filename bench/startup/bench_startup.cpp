@@ -3,7 +3,7 @@
 // beside this executable; launch it through bench_startup_minimal --spawn to count loading.
 
 #include "FirstPaint.h"
-#include "LazyIconStyle.h"
+#include "Startup.h"
 #include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 
@@ -13,10 +13,9 @@ int main(int argc, char* argv[]) {
     bench::FirstPaint probe("game");
     // As main does.
     auto prefetch = std::make_unique<StartupPrefetch>();
+    startup::BeforeToolkit();
     QApplication app(argc, argv);
-    QApplication::setStyle(new LazyIconStyle);
-    prefetch->ToolkitStarted();
-    QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
+    startup::ToolkitStarted(*prefetch);
     auto window = std::make_unique<frmBirds_Main>();
     prefetch.reset();
     window->picScreen().installEventFilter(&probe);

@@ -1,6 +1,6 @@
 #include "Privileges.h"
 #include "ScoreFile.h"
-#include "LazyIconStyle.h"
+#include "Startup.h"
 #include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 #include "runtime.h"
@@ -22,16 +22,9 @@ int main(int argc, char* argv[]) {
     }
     // The sound device and the asset files are read on a second thread while the toolkit starts.
     auto prefetch = std::make_unique<StartupPrefetch>();
+    startup::BeforeToolkit();
     QApplication app(argc, argv);
-    QApplication::setStyle(new LazyIconStyle);
-    prefetch->ToolkitStarted();
-    QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
-    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
-                                            .arg(runtime::App.Major)
-                                            .arg(runtime::App.Minor)
-                                            .arg(runtime::App.Revision));
-    // Lets the desktop match the window to the installed entry and its icon.
-    QGuiApplication::setDesktopFileName(QStringLiteral("org.morvelbirds.MorvelBirds"));
+    startup::ToolkitStarted(*prefetch);
     // The window lives until the program ends; it is never closed, only left through End.
     std::unique_ptr<frmBirds_Main> window;
     runtime::Guard([&] {
