@@ -73,7 +73,6 @@ DirectX7::~DirectX7() = default;
 namespace {
 
 std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
-    LoadOpenAL();
     const DriverConfiguration configuration;
     if (!alcIsExtensionPresent(nullptr, "ALC_SOFT_loopback"))
         fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
@@ -192,6 +191,7 @@ void DropPrefetched() {
 
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
+    // Also when the start-up thread opened the device: this thread then sees what it loaded.
     LoadOpenAL();
     std::shared_ptr<Device> device;
     if (loopbackFormat()) {
