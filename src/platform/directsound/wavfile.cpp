@@ -8,9 +8,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <memory>
+#include <optional>
 
 namespace dx {
 
@@ -66,20 +69,81 @@ bool acceptedEncoding(int subtype) {
     }
 }
 
+// Positions are Long byte offsets of float frames.
+std::int64_t maxFrames(int channels) {
+    return std::numeric_limits<Long>::max() / (4 * channels);
+}
+
+std::uint32_t le32(const unsigned char* p) {
+    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
+           std::uint32_t(p[3]) << 24;
+}
+std::uint16_t le16(const unsigned char* p) {
+    return std::uint16_t(p[0] | p[1] << 8);
+}
+
+// The plain form every sound of the game has: "RIFF" exactly the file's length, "WAVE", a
+// 16-byte PCM "fmt " of 8 or 16 bits, then "data" to the end of the file in whole frames.
+// Read directly, such a file needs no library at all: opening libsndfile and its codecs costs
+// more than decoding every sound of the game. Anything else, valid or broken, is left to
+// libsndfile, which decides (and words) it; what is read here is exactly what it would give.
+std::optional<DecodedWave> readPlainPcm(QFile& file) {
+    constexpr qint64 HeaderBytes = 44;
+    unsigned char h[HeaderBytes];
+    const qint64 size = file.size();
+    if (size <= HeaderBytes || file.read(reinterpret_cast<char*>(h), HeaderBytes) != HeaderBytes)
+        return std::nullopt;
+    if (std::memcmp(h, "RIFF", 4) != 0 || le32(h + 4) != std::uint64_t(size) - 8 ||
+        std::memcmp(h + 8, "WAVEfmt ", 8) != 0 || le32(h + 16) != 16 || le16(h + 20) != 1 ||
+        std::memcmp(h + 36, "data", 4) != 0)
+        return std::nullopt;
+    const int channels = le16(h + 22), bits = le16(h + 34);
+    if ((channels != 1 && channels != 2) || (bits != 8 && bits != 16)) return std::nullopt;
+    const std::uint32_t rate = le32(h + 24), frameBytes = std::uint32_t(channels * bits / 8);
+    const std::uint32_t dataBytes = le32(h + 40);
+    if (rate < 1000 || rate > 192000 || le16(h + 32) != frameBytes ||
+        le32(h + 28) != rate * frameBytes || dataBytes != std::uint64_t(size) - HeaderBytes ||
+        dataBytes % frameBytes != 0 || dataBytes / frameBytes > maxFrames(channels))
+        return std::nullopt;
+
+    DecodedWave wave;
+    wave.channels = channels;
+    wave.sampleRate = int(rate);
+    wave.pcm16.resize(dataBytes * 8 / bits);
+    if (bits == 16) {
+        static_assert(std::endian::native == std::endian::little);
+        if (file.read(reinterpret_cast<char*>(wave.pcm16.data()), dataBytes) != dataBytes)
+            return std::nullopt;
+    } else {
+        // Unsigned 8-bit samples centred on 128, widened as libsndfile widens them.
+        std::vector<unsigned char> bytes(dataBytes);
+        if (file.read(reinterpret_cast<char*>(bytes.data()), dataBytes) != dataBytes)
+            return std::nullopt;
+        std::transform(bytes.begin(), bytes.end(), wave.pcm16.begin(),
+                       [](unsigned char v) { return std::int16_t((v - 128) * 256); });
+    }
+    return wave;
+}
+
 runtime::Prefetched<DecodedWave, false>& prefetched() {
     static runtime::Prefetched<DecodedWave, false> waves;
     return waves;
 }
 
-DecodedWave decodeFile(const QString& fileName) {
+// `keep`, when given, holds libsndfile open once a file has needed it.
+DecodedWave decodeFile(const QString& fileName,
+                       std::shared_ptr<const SndFileLibrary>* keep = nullptr) {
     const QFileInfo info(fileName);
     if (!info.exists())
         throw runtime::RuntimeError(
             ERR_FILE_NOT_FOUND,
             QStringLiteral("File not found: %1").arg(QDir::toNativeSeparators(fileName)));
     if (!info.isFile()) badFile(fileName, QStringLiteral("not a file"));
+    if (QFile plain(fileName); plain.open(QIODevice::ReadOnly))
+        if (std::optional<DecodedWave> wave = readPlainPcm(plain)) return std::move(*wave);
 
     const std::shared_ptr<const SndFileLibrary> library = SndFile();
+    if (keep) *keep = library;
     const SndFileLibrary& sf = *library;
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
@@ -96,9 +160,7 @@ DecodedWave decodeFile(const QString& fileName) {
     if (sfinfo.samplerate < 1000 || sfinfo.samplerate > 192000)
         badFile(fileName, QStringLiteral("sample rate %1").arg(sfinfo.samplerate));
     if (sfinfo.frames <= 0) badFile(fileName, QStringLiteral("no sound in it"));
-    // Positions are Long byte offsets of float frames.
-    const sf_count_t maxFrames = std::numeric_limits<Long>::max() / (4 * sfinfo.channels);
-    if (sfinfo.frames > maxFrames) badFile(fileName, QStringLiteral("too long"));
+    if (sfinfo.frames > maxFrames(sfinfo.channels)) badFile(fileName, QStringLiteral("too long"));
     if (dataChunkCut(fileName)) badFile(fileName, QStringLiteral("truncated"));
 
     DecodedWave wave;
@@ -144,18 +206,13 @@ void AnnounceWaveFiles(const std::vector<QString>& fileNames) {
 }
 
 void PrefetchWaveFiles() {
-    // Open across every file, then closed here, off the first thread, unless a reader still
-    // decodes; a library that cannot be opened leaves every file to its reader.
+    // Should a file need libsndfile, it stays open across the rest, then is closed here, off
+    // the first thread, unless a reader still decodes.
     std::shared_ptr<const SndFileLibrary> library;
-    try {
-        library = SndFile();
-    } catch (const std::exception&) {
-        return;
-    }
     // A file that fails is left to its reader, to raise the error where start-up expects it.
-    prefetched().fill([](const QString& fileName) -> std::optional<DecodedWave> {
+    prefetched().fill([&library](const QString& fileName) -> std::optional<DecodedWave> {
         try {
-            return decodeFile(fileName);
+            return decodeFile(fileName, &library);
         } catch (const std::exception&) {
             return std::nullopt;
         }
