@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
-#include <sys/mman.h>
 #include <vector>
 
 namespace gdi {
@@ -276,15 +275,8 @@ runtime::Prefetched<QImage, true>& prefetched() {
 QImage readFile(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
-    // Mapped, the file's pages come straight from the page cache instead of being copied.
-    if (const uchar* mapped = file.map(0, file.size())) {
-        // All at once, rather than a fault for every few pages as the decoder reaches them.
-        madvise(const_cast<uchar*>(mapped), static_cast<std::size_t>(file.size()),
-                MADV_POPULATE_READ);
-        QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
-        file.unmap(const_cast<uchar*>(mapped));
-        return image;
-    }
+    // Read rather than mapped: unmapping a file stops every other thread of the program to
+    // flush its address translations, and at start-up the main thread is building the window.
     const QByteArray data = file.readAll();
     return decode(Bytes{reinterpret_cast<const uchar*>(data.constData()),
                         static_cast<std::size_t>(data.size())});
