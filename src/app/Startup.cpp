@@ -4,6 +4,7 @@
 #include "StartupPrefetch.h"
 #include "runtime.h"
 
+#include <QAccessible>
 #include <QApplication>
 
 namespace startup {
@@ -16,6 +17,10 @@ void BeforeToolkit() {
 
 void ToolkitStarted(StartupPrefetch& prefetch) {
     QApplication::setStyle(new LazyIconStyle);
+    // The accessibility bridge connects to the session bus when the first widget reports a
+    // change, and the main thread waits for it. Connected now, before the start-up thread
+    // begins to decode, it does not wait behind the decoding for the second core.
+    QAccessible::isActive();
     prefetch.ToolkitStarted();
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")

@@ -5,6 +5,7 @@
 #include "gdi.h"
 
 #include <QFileInfo>
+#include <fontconfig/fontconfig.h>
 #include <vector>
 
 namespace {
@@ -45,6 +46,9 @@ StartupPrefetch::StartupPrefetch() {
     // The device first, as the load needs it first and it takes longest.
     thread_ = std::thread([this] {
         dx::PrefetchDevice();
+        // The font configuration, which the toolkit otherwise reads on the main thread as the
+        // window first measures its text; this thread waits for the toolkit in the meantime.
+        FcInit();
         {
             std::unique_lock g(lock_);
             started_.wait(g, [this] { return toolkit_; });
