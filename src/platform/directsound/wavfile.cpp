@@ -74,12 +74,11 @@ std::int64_t maxFrames(int channels) {
     return std::numeric_limits<Long>::max() / (4 * channels);
 }
 
-std::uint32_t le32(const unsigned char* p) {
-    return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 |
-           std::uint32_t(p[3]) << 24;
+std::uint32_t le32(const char* p) {
+    return u32(p, false);
 }
-std::uint16_t le16(const unsigned char* p) {
-    return std::uint16_t(p[0] | p[1] << 8);
+std::uint16_t le16(const char* p) {
+    return std::uint16_t(static_cast<unsigned char>(p[0]) | static_cast<unsigned char>(p[1]) << 8);
 }
 
 // The plain form every sound of the game has: "RIFF" exactly the file's length, "WAVE", a
@@ -89,10 +88,9 @@ std::uint16_t le16(const unsigned char* p) {
 // libsndfile, which decides (and words) it; what is read here is exactly what it would give.
 std::optional<DecodedWave> readPlainPcm(QFile& file) {
     constexpr qint64 HeaderBytes = 44;
-    unsigned char h[HeaderBytes];
+    char h[HeaderBytes];
     const qint64 size = file.size();
-    if (size <= HeaderBytes || file.read(reinterpret_cast<char*>(h), HeaderBytes) != HeaderBytes)
-        return std::nullopt;
+    if (size <= HeaderBytes || file.read(h, HeaderBytes) != HeaderBytes) return std::nullopt;
     if (std::memcmp(h, "RIFF", 4) != 0 || le32(h + 4) != std::uint64_t(size) - 8 ||
         std::memcmp(h + 8, "WAVEfmt ", 8) != 0 || le32(h + 16) != 16 || le16(h + 20) != 1 ||
         std::memcmp(h + 36, "data", 4) != 0)
