@@ -4,7 +4,6 @@
 
 #include "FirstPaint.h"
 #include "Startup.h"
-#include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
 
 #include <memory>
@@ -12,12 +11,10 @@
 int main(int argc, char* argv[]) {
     bench::FirstPaint probe("game");
     // As main does.
-    auto prefetch = std::make_unique<StartupPrefetch>();
     startup::BeforeToolkit();
     QApplication app(argc, argv);
-    startup::ToolkitStarted(*prefetch);
+    startup::ToolkitStarted();
     auto window = std::make_unique<frmBirds_Main>();
-    prefetch.reset();
     window->picScreen().installEventFilter(&probe);
     window->show();
     return QApplication::exec();

@@ -1,7 +1,6 @@
 #include "Privileges.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <sys/fsuid.h>
 #include <unistd.h>
@@ -11,15 +10,6 @@ namespace privileges {
 bool GroupGranted() {
     gid_t real, effective, saved;
     return ::getresgid(&real, &effective, &saved) != 0 || effective != real || saved != real;
-}
-
-std::string ProgramDir() {
-    char exe[PATH_MAX];
-    const ssize_t n = ::readlink("/proc/self/exe", exe, sizeof exe);
-    if (n <= 0 || n >= ssize_t(sizeof exe)) return {};
-    const std::string path(exe, std::size_t(n));
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos || slash == 0 ? path.substr(0, 1) : path.substr(0, slash);
 }
 
 std::string DropGroup() {

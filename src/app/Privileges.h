@@ -10,8 +10,6 @@ namespace privileges {
 
 // True when the program holds a group that its player does not: its set-group-id bit.
 bool GroupGranted();
-// Directory of the program file without a trailing separator, as the runtime finds it later.
-std::string ProgramDir();
 // Gives up the granted group for good; returns what went wrong, or nothing.
 std::string DropGroup();
 

@@ -1,10 +1,8 @@
 #include "Startup.h"
 
 #include "LazyIconStyle.h"
-#include "StartupPrefetch.h"
 #include "runtime.h"
 
-#include <QAccessible>
 #include <QApplication>
 
 namespace startup {
@@ -15,13 +13,8 @@ void BeforeToolkit() {
     QCoreApplication::setAttribute(Qt::AA_DontUseNativeMenuBar);
 }
 
-void ToolkitStarted(StartupPrefetch& prefetch) {
+void ToolkitStarted() {
     QApplication::setStyle(new LazyIconStyle);
-    // The accessibility bridge connects to the session bus when the first widget reports a
-    // change, and the main thread waits for it. Connected now, before the start-up thread
-    // begins to decode, it does not wait behind the decoding for the second core.
-    QAccessible::isActive();
-    prefetch.ToolkitStarted();
     QApplication::setApplicationName(QString::fromLatin1(runtime::Title));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
                                             .arg(runtime::App.Major)

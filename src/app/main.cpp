@@ -1,8 +1,8 @@
 #include "Privileges.h"
 #include "ScoreFile.h"
 #include "Startup.h"
-#include "StartupPrefetch.h"
 #include "frmBirds_Main.h"
+#include "frmHiScores.h"
 #include "runtime.h"
 
 #include <QApplication>
@@ -14,22 +14,19 @@ int main(int argc, char* argv[]) {
     // give the group up before the toolkit reads a single environment variable. The process
     // stays undumpable, so the player cannot reach the open table through a debugger.
     if (privileges::GroupGranted()) {
-        scorefile::HandOver(privileges::ProgramDir() + '/' + scorefile::FileName);
+        scorefile::HandOver(frmHiScores::ScoresPath());
         if (const std::string failure = privileges::DropGroup(); !failure.empty()) {
             std::fprintf(stderr, "%s: %s\n", runtime::Title, failure.c_str());
             return 1;
         }
     }
-    // The sound device and the asset files are read on a second thread while the toolkit starts.
-    auto prefetch = std::make_unique<StartupPrefetch>();
     startup::BeforeToolkit();
     QApplication app(argc, argv);
-    startup::ToolkitStarted(*prefetch);
+    startup::ToolkitStarted();
     // The window lives until the program ends; it is never closed, only left through End.
     std::unique_ptr<frmBirds_Main> window;
     runtime::Guard([&] {
         window = std::make_unique<frmBirds_Main>();
-        prefetch.reset();
         window->show();
     });
     int result = 0;

@@ -352,11 +352,12 @@ QString JournalPath(const QString& path) {
     return QFile::decodeName(journalOf(QFile::encodeName(path).toStdString()).c_str());
 }
 
-void HandOver(const std::string& path) {
-    const std::string target = finalTarget(path);
+void HandOver(const QString& path) {
+    const std::string name = QFile::encodeName(path).toStdString();
+    const std::string target = finalTarget(name);
     const int fd = openRegular(target, 0);
     if (fd < 0) return;
-    Table& t = tables()[path];
+    Table& t = tables()[name];
     t.fd = fd;
     t.journal = openRegular(target + "-journal", 0);
     t.handedOver = true;

@@ -11,7 +11,6 @@
 
 #include <QByteArray>
 #include <QString>
-#include <string>
 
 namespace scorefile {
 
@@ -57,6 +56,6 @@ QString JournalPath(const QString& path);
 // opens the existing table at path and its journal now, and every later use of path goes
 // through them. Uses nothing of the toolkit, so it can run before anything reads the
 // environment. A table that cannot be opened now is opened by path later, with the rights left.
-void HandOver(const std::string& path);
+void HandOver(const QString& path);
 
 } // namespace scorefile

@@ -1,12 +1,9 @@
-#include "Prefetched.h"
 #include "runtime.h"
 
 #include <QCoreApplication>
 #include <QTest>
-#include <atomic>
 #include <cmath>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 
 using namespace runtime;
@@ -15,47 +12,6 @@ class TestRuntime : public QObject {
     Q_OBJECT
 
   private slots:
-    // Each announced name is made once, by the second thread or by its reader, whoever comes
-    // first; a reader waits only for work under way; failures and unknown names are the
-    // reader's own work; a shared result serves every reader until cleared.
-    void prefetchedWorkIsDoneOnceByWhoeverComesFirst() {
-        Prefetched<QString, false> once;
-        Prefetched<QString, true> shared;
-        std::atomic<int> made = 0;
-        std::atomic<bool> release = false;
-        const auto make = [&](const QString& name) -> std::optional<QString> {
-            ++made;
-            while (name == "slow" && !release) // until the reader waits for it
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            if (name == "broken") return std::nullopt;
-            return name + " made";
-        };
-        once.announce({"early", "slow", "broken", "late"});
-        shared.announce({"picture"});
-        QCOMPARE(once.take("late"), std::nullopt); // its reader came first
-        std::thread second([&] {
-            once.fill(make);
-            shared.fill(make);
-        });
-        QTRY_COMPARE(made.load(), 2); // "early" done, "slow" under way
-        std::thread releaser([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            release = true;
-        });
-        QCOMPARE(once.take("slow"), QString("slow made"));
-        releaser.join();
-        second.join();
-        QCOMPARE(made.load(), 4); // "late" was left to its reader
-        QCOMPARE(once.take("early"), QString("early made"));
-        QCOMPARE(once.take("early"), std::nullopt); // taken away
-        QCOMPARE(once.take("broken"), std::nullopt);
-        QCOMPARE(once.take("never announced"), std::nullopt);
-        QCOMPARE(shared.take("picture"), QString("picture made"));
-        QCOMPARE(shared.take("picture"), QString("picture made"));
-        shared.clear();
-        QCOMPARE(shared.take("picture"), std::nullopt);
-    }
-
     void conversionRoundsHalvesToEven() {
         const std::pair<double, int> cases[] = {
             {0.5, 0},   {1.5, 2},    {2.5, 2},    {3.5, 4},   {-0.5, 0},        {-1.5, -2},

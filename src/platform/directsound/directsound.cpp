@@ -8,8 +8,6 @@
 #include <QFile>
 #include <QTemporaryFile>
 #include <QTimer>
-#include <condition_variable>
-#include <mutex>
 
 namespace dx {
 
@@ -120,88 +118,13 @@ std::shared_ptr<Device> openDefault() {
     return device;
 }
 
-// The default device opened ahead, on the prefetching thread, with the driver configuration
-// made on the first thread (the environment is never changed while another thread reads it).
-struct DevicePrefetch {
-    enum class State { None, Announced, Opening, Done };
-    std::mutex lock;
-    std::condition_variable opened;
-    State state = State::None;
-    std::shared_ptr<Device> device;
-    std::unique_ptr<DriverConfiguration> configuration;
-};
-
-DevicePrefetch& devicePrefetch() {
-    static DevicePrefetch prefetch;
-    return prefetch;
-}
-
-// What the prefetching thread opened, waiting while it opens; null when it was not asked to,
-// has not begun (it then never will), or failed.
-std::shared_ptr<Device> takePrefetchedDevice() {
-    DevicePrefetch& p = devicePrefetch();
-    std::unique_lock g(p.lock);
-    if (p.state == DevicePrefetch::State::Announced) p.state = DevicePrefetch::State::Done;
-    p.opened.wait(g, [&] { return p.state != DevicePrefetch::State::Opening; });
-    return std::move(p.device);
-}
-
 } // namespace
-
-void AnnounceStartup(bool defaultDevice, const std::vector<QString>& waveFiles) {
-    DevicePrefetch& p = devicePrefetch();
-    if (defaultDevice && !loopbackFormat() && !deviceNameOverride()) {
-        std::lock_guard g(p.lock);
-        p.configuration = std::make_unique<DriverConfiguration>();
-        p.state = DevicePrefetch::State::Announced;
-    }
-    AnnounceWaveFiles(waveFiles);
-}
-
-void PrefetchDevice() {
-    DevicePrefetch& p = devicePrefetch();
-    std::unique_lock g(p.lock);
-    if (p.state == DevicePrefetch::State::Announced) {
-        p.state = DevicePrefetch::State::Opening;
-        g.unlock();
-        std::shared_ptr<Device> device;
-        try {
-            device = openDefault();
-        } catch (const std::exception&) {
-            // Left for DirectSoundCreate to meet again, where start-up reports it.
-        }
-        g.lock();
-        p.device = std::move(device);
-        p.state = DevicePrefetch::State::Done;
-        p.opened.notify_all();
-    }
-}
-
-void DropPrefetched() {
-    DevicePrefetch& p = devicePrefetch();
-    {
-        std::unique_lock g(p.lock);
-        p.opened.wait(g, [&] { return p.state != DevicePrefetch::State::Opening; });
-        p.device.reset();
-        p.configuration.reset();
-        p.state = DevicePrefetch::State::None;
-    }
-    DropPrefetchedWaveFiles();
-}
 
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
-    // Also when the start-up thread opened the device: this thread then sees what it loaded.
     LoadOpenAL();
-    std::shared_ptr<Device> device;
-    if (loopbackFormat()) {
-        device = openLoopback(*loopbackFormat());
-    } else {
-        device = takePrefetchedDevice();
-        if (!device) device = openDefault();
-        std::lock_guard g(devicePrefetch().lock);
-        devicePrefetch().configuration.reset();
-    }
+    std::shared_ptr<Device> device =
+        loopbackFormat() ? openLoopback(*loopbackFormat()) : openDefault();
     return std::make_shared<DirectSound>(std::move(device), events_);
 }
 

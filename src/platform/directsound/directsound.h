@@ -186,16 +186,6 @@ void UseLoopbackDevice(std::optional<LoopbackFormat> format);
 void OverrideDeviceName(std::optional<std::string> name);
 } // namespace test
 
-// Start-up opens the default device and reads the same sounds every time, and a second thread
-// can do both while the first starts the toolkit: announce them on the first thread before the
-// second starts, run PrefetchDevice and PrefetchWaveFiles on the second, and DirectSoundCreate("")
-// and the sound buffers take what it made (or do the work themselves when they come first). Drop
-// ends it, once start-up has taken what it needs; it closes a device nobody took.
-void AnnounceStartup(bool defaultDevice, const std::vector<QString>& waveFiles);
-void PrefetchDevice();
-void PrefetchWaveFiles();
-void DropPrefetched();
-
 // Mixing period and queue length asked of a real device: short, so that a shot is heard at once
 // (256 frames is 5.8 ms at 44.1 kHz).
 inline constexpr int kPeriodFrames = 256;

@@ -1,12 +1,12 @@
 #include "wavfile.h"
 
-#include "Prefetched.h"
 #include "directsound.h"
 #include "soundlibs.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QtEndian>
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -25,13 +25,6 @@ namespace {
                                     .arg(QDir::toNativeSeparators(fileName), why));
 }
 
-std::uint32_t u32(const char* p, bool bigEndian) {
-    std::uint32_t v = 0;
-    for (int i = 0; i < 4; ++i)
-        v |= std::uint32_t(static_cast<unsigned char>(p[i])) << (8 * (bigEndian ? 3 - i : i));
-    return v;
-}
-
 // libsndfile quietly shortens a data chunk that runs past the end of the file, so a cut file
 // would play cut. Walk the chunks of a file it took for WAV ("RIFF", or "RIFX" with big-endian
 // sizes, then "WAVE") and compare the declared data size with what is there.
@@ -43,7 +36,8 @@ bool dataChunkCut(const QString& fileName) {
     qint64 pos = 12;
     char chunk[8];
     while (pos + 8 <= size && file.seek(pos) && file.read(chunk, 8) == 8) {
-        const qint64 length = u32(chunk + 4, big);
+        const qint64 length =
+            big ? qFromBigEndian<quint32>(chunk + 4) : qFromLittleEndian<quint32>(chunk + 4);
         if (QByteArray(chunk, 4) == "data") return pos + 8 + length > size;
         pos += 8 + length + (length & 1);
     }
@@ -75,10 +69,10 @@ std::int64_t maxFrames(int channels) {
 }
 
 std::uint32_t le32(const char* p) {
-    return u32(p, false);
+    return qFromLittleEndian<quint32>(p);
 }
 std::uint16_t le16(const char* p) {
-    return std::uint16_t(static_cast<unsigned char>(p[0]) | static_cast<unsigned char>(p[1]) << 8);
+    return qFromLittleEndian<quint16>(p);
 }
 
 // The plain form every sound of the game has: "RIFF" exactly the file's length, "WAVE", a
@@ -123,14 +117,9 @@ std::optional<DecodedWave> readPlainPcm(QFile& file) {
     return wave;
 }
 
-runtime::Prefetched<DecodedWave, false>& prefetched() {
-    static runtime::Prefetched<DecodedWave, false> waves;
-    return waves;
-}
+} // namespace
 
-// `keep`, when given, holds libsndfile open once a file has needed it.
-DecodedWave decodeFile(const QString& fileName,
-                       std::shared_ptr<const SndFileLibrary>* keep = nullptr) {
+DecodedWave DecodeWaveFile(const QString& fileName) {
     const QFileInfo info(fileName);
     if (!info.exists())
         throw runtime::RuntimeError(
@@ -141,7 +130,6 @@ DecodedWave decodeFile(const QString& fileName,
         if (std::optional<DecodedWave> wave = readPlainPcm(plain)) return std::move(*wave);
 
     const std::shared_ptr<const SndFileLibrary> library = SndFile();
-    if (keep) *keep = library;
     const SndFileLibrary& sf = *library;
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
@@ -190,35 +178,6 @@ DecodedWave decodeFile(const QString& fileName,
         badFile(fileName,
                 QStringLiteral("truncated: %1 of %2 frames").arg(total).arg(sfinfo.frames));
     return wave;
-}
-
-} // namespace
-
-DecodedWave DecodeWaveFile(const QString& fileName) {
-    if (std::optional<DecodedWave> ahead = prefetched().take(fileName)) return std::move(*ahead);
-    return decodeFile(fileName);
-}
-
-void AnnounceWaveFiles(const std::vector<QString>& fileNames) {
-    prefetched().announce(fileNames);
-}
-
-void PrefetchWaveFiles() {
-    // Should a file need libsndfile, it stays open across the rest, then is closed here, off
-    // the first thread, unless a reader still decodes.
-    std::shared_ptr<const SndFileLibrary> library;
-    // A file that fails is left to its reader, to raise the error where start-up expects it.
-    prefetched().fill([&library](const QString& fileName) -> std::optional<DecodedWave> {
-        try {
-            return decodeFile(fileName, &library);
-        } catch (const std::exception&) {
-            return std::nullopt;
-        }
-    });
-}
-
-void DropPrefetchedWaveFiles() {
-    prefetched().clear();
 }
 
 } // namespace dx

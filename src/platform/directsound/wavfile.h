@@ -22,12 +22,7 @@ struct DecodedWave {
 };
 
 // Raises runtime::RuntimeError naming the file when it is missing, not a WAV file of one or two
-// channels, holds no sound, or is cut short of what its header declares. Takes the result of
-// PrefetchWaveFiles when there is one.
+// channels, holds no sound, or is cut short of what its header declares.
 DecodedWave DecodeWaveFile(const QString& fileName);
-
-// The sounds' part of AnnounceStartup and DropPrefetched.
-void AnnounceWaveFiles(const std::vector<QString>& fileNames);
-void DropPrefetchedWaveFiles();
 
 } // namespace dx

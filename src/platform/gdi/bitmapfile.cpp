@@ -1,8 +1,7 @@
 #include "gdi.h"
 
-#include "Prefetched.h"
-
 #include <QFile>
+#include <QtEndian>
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
@@ -24,11 +23,8 @@ struct Bytes {
     std::size_t n;
 
     bool has(std::size_t off, std::size_t len) const { return off <= n && len <= n - off; }
-    std::uint16_t u16(std::size_t off) const { return std::uint16_t(p[off] | p[off + 1] << 8); }
-    std::uint32_t u32(std::size_t off) const {
-        return std::uint32_t(p[off]) | std::uint32_t(p[off + 1]) << 8 |
-               std::uint32_t(p[off + 2]) << 16 | std::uint32_t(p[off + 3]) << 24;
-    }
+    std::uint16_t u16(std::size_t off) const { return qFromLittleEndian<quint16>(p + off); }
+    std::uint32_t u32(std::size_t off) const { return qFromLittleEndian<quint32>(p + off); }
 };
 
 // One colour channel of a 16- or 32-bit pixel, widened to 8 bits so that a full channel
@@ -268,12 +264,9 @@ QImage decode(const Bytes& f) {
     return image;
 }
 
-runtime::Prefetched<QImage, true>& prefetched() {
-    static runtime::Prefetched<QImage, true> bitmaps;
-    return bitmaps;
-}
+} // namespace
 
-QImage readFile(const QString& fileName) {
+QImage ReadBitmapFile(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
     // Small files are read: unmapping each would stop every other thread of the program to
@@ -293,29 +286,6 @@ QImage readFile(const QString& fileName) {
     const QByteArray data = file.readAll();
     return decode(Bytes{reinterpret_cast<const uchar*>(data.constData()),
                         static_cast<std::size_t>(data.size())});
-}
-
-} // namespace
-
-QImage ReadBitmapFile(const QString& fileName) {
-    if (std::optional<QImage> ahead = prefetched().take(fileName)) return *ahead;
-    return readFile(fileName);
-}
-
-void AnnounceBitmapFiles(const std::vector<QString>& fileNames) {
-    prefetched().announce(fileNames);
-}
-
-void PrefetchBitmapFiles() {
-    prefetched().fill([](const QString& fileName) -> std::optional<QImage> {
-        QImage image = readFile(fileName);
-        if (image.isNull()) return std::nullopt;
-        return image;
-    });
-}
-
-void DropPrefetchedBitmapFiles() {
-    prefetched().clear();
 }
 
 } // namespace gdi

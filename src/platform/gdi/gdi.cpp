@@ -5,7 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <span>
 #include <unordered_map>
 #include <vector>
 #include <sys/mman.h>
@@ -38,6 +37,12 @@ struct Mirror {
     bool known = false;
     std::vector<QRect> stale; // may overlap
 
+    static constexpr std::size_t MaxStaleParts = 24;
+
+    bool current(HDC d, HDC s, const QImage* di, const QImage* si) const {
+        return known && dst == d && src == s && dstImage == di && srcImage == si &&
+               dstKey == di->cacheKey() && srcKey == si->cacheKey();
+    }
     void add(const QRect& part) {
         // A picture's colours go where its mask just went.
         if (!stale.empty() && stale.back().contains(part)) return;
@@ -56,26 +61,34 @@ struct Mirror {
             area += qint64(r.width()) * r.height();
         return area;
     }
-
-    static constexpr std::size_t MaxStaleParts = 24;
 };
 
 struct Table {
     std::unordered_map<std::int32_t, DeviceContext> dcs;
     std::unordered_map<std::int32_t, std::shared_ptr<QImage>> bitmaps;
     std::vector<Mirror> mirrors;
+    // The parts of the transfer under way, kept between frames so that a frame allocates nothing.
+    std::vector<QRect> parts;
     std::int32_t next = 1;
 
     void forgetMirrors(HDC dc) {
         std::erase_if(mirrors, [dc](const Mirror& m) { return m.dst == dc || m.src == dc; });
     }
-
     std::int32_t allocate() {
         for (;;) {
             const std::int32_t h = next;
             next = next == std::numeric_limits<std::int32_t>::max() ? 1 : next + 1;
             if (!dcs.contains(h) && !bitmaps.contains(h)) return h;
         }
+    }
+    DeviceContext* dc(HDC h) {
+        const auto it = dcs.find(h);
+        return it == dcs.end() ? nullptr : &it->second;
+    }
+    Mirror& mirrorOf(HDC dst) {
+        const auto m = std::find_if(mirrors.begin(), mirrors.end(),
+                                    [dst](const Mirror& m) { return m.dst == dst; });
+        return m != mirrors.end() ? *m : mirrors.emplace_back();
     }
 };
 
@@ -115,6 +128,21 @@ RowOp rowOpFor(std::uint32_t rop) {
     }
 }
 
+// One bit-block transfer: the rectangle `area` of the destination, from `from` on the source.
+struct Transfer {
+    HDC dstDC, srcDC;
+    QImage* dst;
+    QImage* src;
+    RowOp op;
+    QRect area;
+    QPoint from;
+
+    bool whole() const {
+        return op == copyRow && dst != src && from.isNull() && area == dst->rect() &&
+               src->size() == dst->size();
+    }
+};
+
 // Clips one axis of a transfer to both surfaces; false when nothing is left.
 bool clipAxis(std::int64_t& d, std::int64_t& s, std::int64_t& len, std::int64_t dLimit,
               std::int64_t sLimit) {
@@ -132,10 +160,95 @@ bool clipAxis(std::int64_t& d, std::int64_t& s, std::int64_t& len, std::int64_t 
     return len > 0;
 }
 
+bool clip(Transfer& t, std::int64_t x, std::int64_t y, std::int64_t w, std::int64_t h,
+          std::int64_t sx, std::int64_t sy) {
+    if (!clipAxis(x, sx, w, t.dst->width(), t.src->width()) ||
+        !clipAxis(y, sy, h, t.dst->height(), t.src->height()))
+        return false;
+    t.area = QRect(int(x), int(y), int(w), int(h));
+    t.from = QPoint(int(sx), int(sy));
+    return true;
+}
+
+// Which parts of the area to move into `parts`: all of it, or for a whole copy onto the
+// surface that last took a whole copy of the same source, only what changed since on either
+// side. Returns that surface's mirror, or null for any other transfer.
+Mirror* plan(Table& table, const Transfer& t, std::vector<QRect>& parts) {
+    parts.assign(1, t.area);
+    if (!t.whole()) return nullptr;
+    Mirror& m = table.mirrorOf(t.dstDC);
+    // When most of it changed, whole rows copy faster than many short pieces.
+    if (m.current(t.dstDC, t.srcDC, t.dst, t.src)) {
+        if (m.staleArea() * 2 < qint64(t.area.width()) * t.area.height()) parts.swap(m.stale);
+    } else {
+        m = Mirror{t.dstDC, t.srcDC, t.dst, t.src, 0, t.src->cacheKey(), true, std::move(m.stale)};
+    }
+    m.stale.clear();
+    return &m;
+}
+
+// Moves the rows of every part. A source that overlaps its destination on one surface is
+// read whole before anything is written.
+void move(const Transfer& t, std::span<const QRect> parts) {
+    // Writable bits first: that detaches the destination should it share data with the source.
+    uchar* dBits = t.dst->bits();
+    const uchar* sBits = t.src->constBits();
+    const qsizetype dStride = t.dst->bytesPerLine();
+    qsizetype sStride = t.src->bytesPerLine();
+    QPoint from = t.from;
+    std::vector<std::uint32_t> staged;
+    if (t.dst == t.src && t.area.intersects(QRect(t.from, t.area.size()))) {
+        const int w = t.area.width(), h = t.area.height();
+        staged.resize(static_cast<std::size_t>(w) * h);
+        for (int r = 0; r < h; ++r)
+            std::memcpy(staged.data() + std::size_t(r) * w,
+                        sBits + (from.y() + r) * sStride + from.x() * 4, std::size_t(w) * 4);
+        sBits = reinterpret_cast<const uchar*>(staged.data());
+        sStride = qsizetype(w) * 4;
+        from = QPoint(0, 0);
+    }
+    // Parts of a whole copy may overlap; copying a pixel twice leaves it the same.
+    for (const QRect& part : parts) {
+        const int sx = from.x() + (part.x() - t.area.x()), sy = from.y() + (part.y() - t.area.y());
+        if (t.op == copyRow && part.x() == 0 && sx == 0 && part.width() * 4 == dStride &&
+            dStride == sStride) {
+            // Whole rows of two surfaces of one width: one block.
+            std::memcpy(dBits + part.y() * dStride, sBits + sy * sStride,
+                        static_cast<std::size_t>(part.height() * dStride));
+            continue;
+        }
+        for (int r = 0; r < part.height(); ++r)
+            t.op(reinterpret_cast<std::uint32_t*>(dBits + (part.y() + r) * dStride) + part.x(),
+                 reinterpret_cast<const std::uint32_t*>(sBits + (sy + r) * sStride) + sx,
+                 part.width());
+    }
+}
+
+// Before a write into a surface: a mirror whose images changed behind the transfers' backs
+// knows nothing more.
+void forgetOutsideWrites(Table& table, const QImage* written, const Mirror* own) {
+    for (Mirror& m : table.mirrors)
+        if (&m != own && ((m.dstImage == written && m.dstKey != written->cacheKey()) ||
+                          (m.srcImage == written && m.srcKey != written->cacheKey())))
+            m.known = false;
+}
+
+// After it: what mirrors the surface, or is mirrored by it, now differs there.
+void record(Table& table, const QImage* written, const Mirror* own,
+            std::span<const QRect> parts) {
+    for (Mirror& m : table.mirrors) {
+        if (!m.known) continue;
+        if ((m.dstImage == written && &m != own) || m.srcImage == written)
+            for (const QRect& part : parts)
+                m.add(part);
+        if (m.dstImage == written) m.dstKey = written->cacheKey();
+        if (m.srcImage == written) m.srcKey = written->cacheKey();
+    }
+}
+
 } // namespace
 
 HDC CreateCompatibleDC(HDC) {
-    ++Calls().createCompatibleDC;
     Table& t = table();
     const HDC h = t.allocate();
     t.dcs.emplace(h, DeviceContext{});
@@ -144,7 +257,6 @@ HDC CreateCompatibleDC(HDC) {
 
 HBITMAP LoadImageA(std::int32_t instance, const std::string& fileName, std::uint32_t type,
                    std::int32_t cx, std::int32_t cy, std::uint32_t flags) {
-    ++Calls().loadImage;
     if (instance != 0 || type != IMAGE_BITMAP || !(flags & LR_LOADFROMFILE)) return 0;
     QImage image = ReadBitmapFile(QFile::decodeName(QByteArray::fromStdString(fileName)));
     if (image.isNull()) return 0;
@@ -161,132 +273,46 @@ HBITMAP LoadImageA(std::int32_t instance, const std::string& fileName, std::uint
 }
 
 HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
-    ++Calls().selectObject;
     Table& t = table();
-    const auto d = t.dcs.find(dc);
+    DeviceContext* d = t.dc(dc);
     const auto b = t.bitmaps.find(object);
-    if (d == t.dcs.end() || b == t.bitmaps.end() || d->second.external) return 0;
-    const HGDIOBJ previous = d->second.selectedHandle;
+    if (!d || b == t.bitmaps.end() || d->external) return 0;
+    const HGDIOBJ previous = d->selectedHandle;
     t.forgetMirrors(dc);
-    d->second.selected = b->second;
-    d->second.selectedHandle = object;
+    d->selected = b->second;
+    d->selectedHandle = object;
     return previous;
 }
 
 std::int32_t DeleteObject(HGDIOBJ object) {
-    ++Calls().deleteObject;
     return table().bitmaps.erase(object) ? 1 : 0;
 }
 
 std::int32_t DeleteDC(HDC dc) {
-    ++Calls().deleteDC;
     table().forgetMirrors(dc);
     return table().dcs.erase(dc) ? 1 : 0;
 }
 
 std::int32_t BitBlt(HDC dst, std::int32_t x, std::int32_t y, std::int32_t w, std::int32_t h,
                     HDC src, std::int32_t sx, std::int32_t sy, std::uint32_t rop) {
-    ++Calls().bitBlt;
-    Table& t = table();
-    const auto d = t.dcs.find(dst);
-    const auto s = t.dcs.find(src);
-    if (d == t.dcs.end() || s == t.dcs.end()) return 0;
-    QImage* di = d->second.surface();
-    QImage* si = s->second.surface();
-    const RowOp op = rowOpFor(rop);
-    if (!di || !si || !op || di->depth() != 32 || si->depth() != 32) return 0;
+    Table& table = gdi::table();
+    const DeviceContext* d = table.dc(dst);
+    const DeviceContext* s = table.dc(src);
+    if (!d || !s) return 0;
+    Transfer t{dst, src, d->surface(), s->surface(), rowOpFor(rop), {}, {}};
+    if (!t.dst || !t.src || !t.op || t.dst->depth() != 32 || t.src->depth() != 32) return 0;
+    if (!clip(t, x, y, w, h, sx, sy)) return 1;
 
-    std::int64_t X = x, Y = y, W = w, H = h, SX = sx, SY = sy;
-    if (!clipAxis(X, SX, W, di->width(), si->width()) ||
-        !clipAxis(Y, SY, H, di->height(), si->height()))
-        return 1;
-
-    const QRect area(static_cast<int>(X), static_cast<int>(Y), static_cast<int>(W),
-                     static_cast<int>(H));
-    std::span<const QRect> written(&area, 1);
-    std::vector<QRect> parts;
-    Mirror* mirror = nullptr;
-    if (rop == SRCCOPY && di != si && SX == 0 && SY == 0 && area == di->rect() &&
-        si->size() == di->size()) {
-        const auto m = std::find_if(t.mirrors.begin(), t.mirrors.end(),
-                                    [dst](const Mirror& m) { return m.dst == dst; });
-        mirror = m != t.mirrors.end() ? &*m : &t.mirrors.emplace_back();
-        // When most of it changed, whole rows copy faster than many short pieces.
-        if (mirror->known && mirror->src == src && mirror->dstImage == di &&
-            mirror->srcImage == si && mirror->dstKey == di->cacheKey() &&
-            mirror->srcKey == si->cacheKey()) {
-            if (mirror->staleArea() * 2 < qint64(W) * H) {
-                parts.swap(mirror->stale);
-                written = parts;
-            }
-        } else {
-            *mirror = Mirror{dst, src, di, si, 0, si->cacheKey(), true, {}};
-        }
-        mirror->stale.clear();
-    }
-    if (written.empty()) {
-        mirror->dstKey = di->cacheKey();
-        mirror->stale.swap(parts); // keeps its room for the next frame
+    std::vector<QRect>& parts = table.parts;
+    Mirror* own = plan(table, t, parts);
+    if (parts.empty()) { // a whole copy with nothing changed
+        own->dstKey = t.dst->cacheKey();
         return 1;
     }
-
-    // A mirror whose images changed behind the transfers' backs knows nothing more.
-    for (Mirror& m : t.mirrors)
-        if (&m != mirror && ((m.dstImage == di && m.dstKey != di->cacheKey()) ||
-                             (m.srcImage == di && m.srcKey != di->cacheKey())))
-            m.known = false;
-
-    // Writable bits first: that detaches the destination should it share data with the source.
-    uchar* dBits = di->bits();
-    const uchar* sBits = si->constBits();
-    const qsizetype dStride = di->bytesPerLine();
-    qsizetype sStride = si->bytesPerLine();
-
-    std::vector<std::uint32_t> staged;
-    if (di == si && X < SX + W && SX < X + W && Y < SY + H && SY < Y + H) {
-        // Overlapping parts of one surface: read the source before anything is written.
-        staged.resize(static_cast<std::size_t>(W * H));
-        for (std::int64_t r = 0; r < H; ++r)
-            std::memcpy(staged.data() + r * W, sBits + (SY + r) * sStride + SX * 4,
-                        static_cast<std::size_t>(W) * 4);
-        sBits = reinterpret_cast<const uchar*>(staged.data());
-        sStride = static_cast<qsizetype>(W * 4);
-        SX = SY = 0;
-    }
-
-    // Parts of a whole copy may overlap; copying a pixel twice leaves it the same.
-    for (const QRect& part : written) {
-        const std::int64_t sx = SX + (part.x() - X), sy = SY + (part.y() - Y);
-        if (op == copyRow && part.x() == 0 && sx == 0 && part.width() * 4 == dStride &&
-            dStride == sStride) {
-            // Whole rows of two surfaces of one width: one block.
-            std::memcpy(dBits + part.y() * dStride, sBits + sy * sStride,
-                        static_cast<std::size_t>(part.height() * dStride));
-            continue;
-        }
-        for (int r = 0; r < part.height(); ++r) {
-            auto* dRow =
-                reinterpret_cast<std::uint32_t*>(dBits + (part.y() + r) * dStride) + part.x();
-            const auto* sRow =
-                reinterpret_cast<const std::uint32_t*>(sBits + (sy + r) * sStride) + sx;
-            op(dRow, sRow, part.width());
-        }
-    }
-
-    // What mirrors this surface, or is mirrored by it, now differs there.
-    for (Mirror& m : t.mirrors) {
-        if (!m.known) continue;
-        if ((m.dstImage == di && &m != mirror) || m.srcImage == di)
-            for (const QRect& part : written)
-                m.add(part);
-        if (m.dstImage == di) m.dstKey = di->cacheKey();
-        if (m.srcImage == di) m.srcKey = di->cacheKey();
-    }
-    if (d->second.changed) d->second.changed(written);
-    if (!parts.empty()) {
-        parts.clear();
-        mirror->stale.swap(parts);
-    }
+    forgetOutsideWrites(table, t.dst, own);
+    move(t, parts);
+    record(table, t.dst, own, parts);
+    if (d->changed) d->changed(parts);
     return 1;
 }
 
@@ -315,14 +341,8 @@ QImage NewSurface(int width, int height) {
 }
 
 QImage* SurfaceOf(HDC dc) {
-    Table& t = table();
-    const auto d = t.dcs.find(dc);
-    return d == t.dcs.end() ? nullptr : d->second.surface();
-}
-
-CallCounts& Calls() {
-    static CallCounts counts;
-    return counts;
+    const DeviceContext* d = table().dc(dc);
+    return d ? d->surface() : nullptr;
 }
 
 } // namespace gdi

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <functional>
 #include <span>
-#include <vector>
 
 namespace gdi {
 
@@ -49,14 +48,6 @@ HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)>
 // when the file is missing, unreadable or not a bitmap.
 QImage ReadBitmapFile(const QString& fileName);
 
-// Start-up reads the same pictures every time, and a second thread can decode them while the
-// first starts the toolkit: announce the files, run PrefetchBitmapFiles on the second thread,
-// and ReadBitmapFile takes each picture from it (or reads the file itself when it comes first).
-// Drop ends it, once start-up has read what it needs.
-void AnnounceBitmapFiles(const std::vector<QString>& fileNames);
-void PrefetchBitmapFiles();
-void DropPrefetchedBitmapFiles();
-
 // A new RGB32 image, its memory mapped in one call: touched a page at a time, a large image
 // costs a fault for every 4 KiB, which on some machines takes longer than filling the page.
 // The pixels are undefined until written.
@@ -64,12 +55,5 @@ QImage NewSurface(int width, int height);
 
 // The surface a device context reads and writes; nullptr when it has none.
 QImage* SurfaceOf(HDC dc);
-
-// Counts of calls, so tests can see how often the platform was asked.
-struct CallCounts {
-    int createCompatibleDC = 0, loadImage = 0, selectObject = 0, deleteObject = 0, deleteDC = 0,
-        bitBlt = 0;
-};
-CallCounts& Calls();
 
 } // namespace gdi

@@ -1,7 +1,7 @@
 #include "runtime.h"
 
 #include <QApplication>
-#include <QCoreApplication>
+#include <QFileInfo>
 #include <QInputDialog>
 #include <QMessageBox>
 #include <QTime>
@@ -79,9 +79,9 @@ Single Timer() {
 
 QString AppPath() {
     if (!appPathOverride().isEmpty()) return appPathOverride();
-    QString dir = QCoreApplication::applicationDirPath();
-    while (dir.size() > 1 && dir.endsWith(QLatin1Char('/')))
-        dir.chop(1);
+    // The program file's own directory, links resolved; read without the toolkit, since an
+    // installed game needs it before its application object exists.
+    static const QString dir = QFileInfo(QStringLiteral("/proc/self/exe")).canonicalPath();
     return dir;
 }
 
