@@ -1,17 +1,14 @@
 #include "ProgramIcon.h"
 
-#include <QImage>
 #include <QPainter>
 #include <QPixmap>
 
-namespace {
-
-// Black on white, as a two-colour icon would be; outside the sight's ring is transparent.
-QPixmap drawIcon(int size) {
-    QImage image(size, size, QImage::Format_ARGB32);
+QImage ProgramIconImage(int size) {
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter p(&image);
-    p.setRenderHint(QPainter::Antialiasing, false);
+    p.setRenderHint(QPainter::Antialiasing, size != 16 && size != 32);
+    // Drawn on a grid of 16 units; outside the sight's ring is transparent.
     const double s = size / 16.0;
     const QRectF ring(0.5 * s, 0.5 * s, 15 * s - 1, 15 * s - 1);
 
@@ -33,14 +30,12 @@ QPixmap drawIcon(int size) {
                             {13 * s, 5 * s}, {11 * s, 8 * s}, {8 * s, 11 * s}, {5 * s, 8 * s}};
     p.drawPolygon(bird, 8);
     p.end();
-    return QPixmap::fromImage(image);
+    return image;
 }
-
-} // namespace
 
 QIcon ProgramIcon() {
     QIcon icon;
-    icon.addPixmap(drawIcon(16));
-    icon.addPixmap(drawIcon(32));
+    icon.addPixmap(QPixmap::fromImage(ProgramIconImage(16)));
+    icon.addPixmap(QPixmap::fromImage(ProgramIconImage(32)));
     return icon;
 }

@@ -47,7 +47,6 @@ class frmBirds_Main : public QMainWindow, public GameWindow {
     // The toolbar's fourteen positions, 1-based; spacers are blank gaps without a tag.
     static constexpr int ButtonCount = 14;
     QAction* Buttons(int position) const;
-    const ImageList& images() const { return ImageList_; }
 
     void Form_Load();
     void Form_QueryUnload(runtime::Integer& Cancel, const runtime::Integer& UnloadMode);

@@ -8,9 +8,6 @@ namespace modGame {
 
 namespace {
 bool Initialised = false;
-
-constexpr int PointerNoDrop = 12;
-constexpr int PointerCustom = 99;
 } // namespace
 
 bool Ready() {
@@ -61,10 +58,10 @@ void InitGame() {
 void NewGame() {
     // The aiming cursor is read from disk at every new game.
     Window->picScreen().setMouseIcon(LoadCursorIcon(AssetNames::FullPath(AssetNames::Cursor)));
-    Window->picScreen().setMousePointer(PointerCustom);
+    Window->picScreen().setMousePointer(PictureBox::Custom);
 
     Score = 0;
-    Bullets = 10;
+    Bullets = FullGun;
     BirdsLeft = 0;
     TitleReady = runtime::False;
 
@@ -78,7 +75,7 @@ void Go() {
     if (GameState == StatePlaying) return;
     if (GameState == StatePaused) {
         GameState = StatePlaying;
-        Window->picScreen().setMousePointer(PointerCustom);
+        Window->picScreen().setMousePointer(PictureBox::Custom);
         return;
     }
     NewGame();
@@ -86,7 +83,7 @@ void Go() {
 
 void PauseGame() {
     if (GameState != StatePlaying) return;
-    Window->picScreen().setMousePointer(PointerNoDrop);
+    Window->picScreen().setMousePointer(PictureBox::NoDrop);
     GameState = StatePaused;
 }
 

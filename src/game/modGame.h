@@ -19,6 +19,10 @@ using runtime::Boolean;
 using runtime::Integer;
 using runtime::Long;
 
+// Bird slots, and the flying birds that end a game; bullets of a full gun.
+inline constexpr Integer MaxBirds = 10;
+inline constexpr Integer FullGun = 10;
+
 inline constexpr Long StateTitle = 0;
 inline constexpr Long StatePlaying = 1;
 inline constexpr Long StatePaused = 2;

@@ -27,7 +27,7 @@ void Shoot(Integer x, Integer y) {
 }
 
 void AddBullet(const Boolean& withSound) {
-    if (Bullets >= 10) return;
+    if (Bullets >= FullGun) return;
     Bullets = static_cast<Integer>(Bullets + 1);
     if (withSound == runtime::True) modSound::PlayEffect(*GunCock);
 }

@@ -3,9 +3,6 @@
 namespace modGame {
 
 namespace {
-constexpr int PointerNoDrop = 12;
-constexpr Integer MaxBirds = 10;
-constexpr Integer FullGun = 10;
 constexpr Integer TitleX = 76;
 constexpr Integer TitleY = 13;
 } // namespace
@@ -63,7 +60,7 @@ void TitleFrame() {
 }
 
 void InitTitle() {
-    Window->picScreen().setMousePointer(PointerNoDrop);
+    Window->picScreen().setMousePointer(PictureBox::NoDrop);
     Score = 0;
     Bullets = FullGun;
     BirdsLeft = 0;

@@ -11,14 +11,14 @@ class MemoryDC {
     MemoryDC() = default;
     MemoryDC(const MemoryDC&) = delete;
     MemoryDC& operator=(const MemoryDC&) = delete;
-    virtual ~MemoryDC();
+    ~MemoryDC();
 
     void load(const QString& fileName, runtime::Integer Xsize, runtime::Integer Ysize);
     runtime::Long HDC() const { return DCHandle; }
     runtime::Long Xsize() const { return SizeX; }
     runtime::Long Ysize() const { return SizeY; }
     // A new memory device context holding the file's picture, or 0.
-    virtual runtime::Long GenerateDC(const QString& fileName);
+    runtime::Long GenerateDC(const QString& fileName);
 
   private:
     runtime::Long DestroyDC(runtime::Long hdc);

@@ -4,6 +4,7 @@
 #include "runtime.h"
 
 #include <QFile>
+#include <QtEndian>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -218,11 +219,13 @@ struct Reader {
     const QByteArray& bytes;
     qsizetype pos = 0;
 
+    // Bytes past the end read as zeros.
     quint32 number(int width) {
-        quint32 value = 0;
-        for (int i = 0; i < width; ++i, ++pos)
-            if (pos < bytes.size()) value |= quint32(quint8(bytes[pos])) << (8 * i);
-        return value;
+        char le[4] = {};
+        const QByteArray there = bytes.mid(pos, width);
+        std::copy(there.begin(), there.end(), le);
+        pos += width;
+        return qFromLittleEndian<quint32>(le);
     }
     QByteArray text(qsizetype n) {
         const qsizetype start = qMin(pos, bytes.size());
@@ -232,10 +235,9 @@ struct Reader {
 };
 
 void put(QByteArray& out, quint32 value, int width) {
-    char bytes[4];
-    for (int i = 0; i < width; ++i)
-        bytes[i] = char((value >> (8 * i)) & 0xFF);
-    out.append(bytes, width);
+    char le[4];
+    qToLittleEndian(value, le);
+    out.append(le, width);
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #include "ScoreJournal.h"
 
+#include <QtEndian>
+
 namespace scorefile {
 
 namespace {
@@ -15,17 +17,13 @@ quint64 fnv1a(const char* data, qsizetype size, quint64 hash = 0xcbf29ce48422232
 }
 
 void put(QByteArray& out, quint64 value) {
-    char bytes[8];
-    for (int i = 0; i < 8; ++i)
-        bytes[i] = char((value >> (8 * i)) & 0xFF);
-    out.append(bytes, 8);
+    char le[8];
+    qToLittleEndian(value, le);
+    out.append(le, 8);
 }
 
 quint64 get(const QByteArray& in, qsizetype at) {
-    quint64 value = 0;
-    for (int i = 0; i < 8; ++i)
-        value |= quint64(quint8(in[at + i])) << (8 * i);
-    return value;
+    return qFromLittleEndian<quint64>(in.constData() + at);
 }
 
 } // namespace

@@ -139,19 +139,10 @@ void PictureBox::setMouseIcon(const QCursor& icon) {
 
 void PictureBox::applyCursor() {
     switch (pointer_) {
-    case 2:
-        setCursor(Qt::CrossCursor);
-        break;
-    case 3:
-        setCursor(Qt::IBeamCursor);
-        break;
-    case 11:
-        setCursor(Qt::WaitCursor);
-        break;
-    case 12:
+    case NoDrop:
         setCursor(Qt::ForbiddenCursor);
         break;
-    case 99:
+    case Custom:
         if (hasIcon_)
             setCursor(icon_);
         else

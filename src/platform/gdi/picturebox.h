@@ -29,7 +29,9 @@ class PictureBox : public QWidget {
     virtual double ScaleWidth() const;
     virtual double ScaleHeight() const;
 
-    // 0 default arrow, 12 no-drop, 99 the area's own icon.
+    // The mouse pointer codes the game uses: the default arrow, the no-drop pointer, and the
+    // area's own icon.
+    enum Pointer { Default = 0, NoDrop = 12, Custom = 99 };
     void setMousePointer(int code);
     int mousePointer() const { return pointer_; }
     void setMouseIcon(const QCursor& icon);
