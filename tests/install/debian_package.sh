@@ -22,6 +22,10 @@ for f in "./usr/games/morvel-birds -> ../lib/games/morvel-birds/morvel-birds" "$
     "$s/man/man6/morvel-birds.6.gz" "$d/morvel-birds.html" "$d/copyright" "$d/changelog.gz"; do
     grep -qxF -- "$f" "$work/contents" || fail "not in the package: $f"
 done
+# Two builds of one commit are the same bytes: every file is dated at the commit.
+epoch="$(git -C "$(dirname "$0")" log -1 --format=%ct 2>/dev/null)"
+dates="$(dpkg-deb --fsys-tarfile "$deb" | tar -tv --full-time --utc | awk '{print $4, $5}' | sort -u)"
+[ -z "$epoch" ] || [ "$dates" = "$(date -u -d "@$epoch" '+%F %T')" ] || fail "not dated at the last commit: $dates"
 count() { grep -c "^$a/$1/." "$work/contents"; }
 [ "$(count Graphics) $(count Sounds)" = "34 14" ] || fail "not 34 pictures and 14 sounds"
 # The players' table is never a file of the package, or an upgrade would replace it.
