@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # A fuzzing campaign over the readers of outside files, built with clang and the address and
 # undefined-behaviour sanitizers:
-#   scripts/fuzz.sh [--runs N] [--minutes M | --seconds S] [options] [bitmap wave icon scores]
+#   scripts/fuzz.sh [--runs N] [--minutes M | --seconds S] [options] [bitmap wave scores]
 # Every target (all four by default) gets N inputs, or M minutes (S seconds) on a core (on more
 # when there are more cores than targets), or, given both, N inputs unless M minutes of wall time
 # run out first; the work is cut into chunks that run on every core. Leaks, crashes, broken
@@ -16,7 +16,7 @@
 # and re-runs every input the campaign keeps under both sanitizers before the merge.
 source "$(dirname "$0")/common.sh"
 
-TARGETS=(bitmap wave icon scores)
+TARGETS=(bitmap wave scores)
 runs=0 seconds=0 timeout=10 fresh=0 merge=1 coverage=1 lean=0 chosen=()
 while [ $# -gt 0 ]; do
   case "$1" in
@@ -29,7 +29,7 @@ while [ $# -gt 0 ]; do
     --no-coverage) coverage=0 ;;
     --lean) lean=1 ;;
     all) ;;
-    bitmap|wave|icon|scores) chosen+=("$1") ;;
+    bitmap|wave|scores) chosen+=("$1") ;;
     *) sed -n '2,18s/^# \{0,1\}//p' "$0"; exit 2 ;;
   esac
   shift

@@ -12,7 +12,6 @@ READERS = {
     "bitmap": [("src/platform/gdi/bitmapfile.cpp", None),
                ("src/platform/gdi/gdi.cpp", r"LoadImageA|BitBlt|clipAxis|Row")],
     "wave": [("src/platform/directsound/wavfile.cpp", None)],
-    "icon": [("src/platform/gdi/picturefile.cpp", None)],
     "scores": [("src/scores/ScoreFile.cpp", None),
                ("src/scores/frmHiScores.cpp",
                 r"LoadScores|SaveScores|mnuReset_Click|ScoreChecksum|ScoresPath")],

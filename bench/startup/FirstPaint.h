@@ -1,7 +1,7 @@
 #pragma once
 // Ends a start-up benchmark at the first paint of a widget, printing the time since the process
 // was launched (MORVEL_BENCH_T0, steady-clock nanoseconds stamped before exec; else since main)
-// and the memory then.
+// and the memory then, or MORVEL_BENCH_HOLD_MS milliseconds later, the event loop running.
 
 #include <QApplication>
 #include <QFile>
@@ -48,7 +48,8 @@ class FirstPaint : public QObject {
             seen_ = true;
             const double ms = (steadyNs() - t0_) / 1e6, cpu = cpuMs();
             // Measured after this paint has run, so its memory counts too.
-            QTimer::singleShot(0, qApp, [=, this] {
+            const int hold = qEnvironmentVariableIntValue("MORVEL_BENCH_HOLD_MS");
+            QTimer::singleShot(hold, qApp, [=, this] {
                 std::printf("mode=%s platform=%s first_frame_ms=%.1f cpu_ms=%.1f rss_kib=%ld "
                             "hwm_kib=%ld\n",
                             mode_, qPrintable(QApplication::platformName()), ms, cpu,
