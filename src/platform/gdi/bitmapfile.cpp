@@ -269,20 +269,15 @@ QImage decode(const Bytes& f) {
 QImage ReadBitmapFile(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
-    // Small files are read: unmapping each would stop every other thread of the program to
-    // flush its address translations, and at start-up the main thread is building the window.
-    // A large one is mapped: a read buffer that large, once freed, would raise the allocator's
-    // threshold for mapping, and blocks the program frees later would stay resident.
-    constexpr qint64 LargeFile = 128 * 1024;
-    if (file.size() >= LargeFile)
-        if (const uchar* mapped = file.map(0, file.size())) {
-            // All at once, rather than a fault for every few pages as the decoder reaches them.
-            madvise(const_cast<uchar*>(mapped), static_cast<std::size_t>(file.size()),
-                    MADV_POPULATE_READ);
-            QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
-            file.unmap(const_cast<uchar*>(mapped));
-            return image;
-        }
+    // Mapped and faulted in with one call, rather than a fault for every few pages as the
+    // decoder reaches them; read only where the file cannot be mapped.
+    if (const uchar* mapped = file.map(0, file.size())) {
+        madvise(const_cast<uchar*>(mapped), static_cast<std::size_t>(file.size()),
+                MADV_POPULATE_READ);
+        QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
+        file.unmap(const_cast<uchar*>(mapped));
+        return image;
+    }
     const QByteArray data = file.readAll();
     return decode(Bytes{reinterpret_cast<const uchar*>(data.constData()),
                         static_cast<std::size_t>(data.size())});
