@@ -77,10 +77,10 @@ void frmBirds_Main::connectHandlers() {
 
     for (QAction* button : Buttons_) {
         if (!button->property("Tag").isValid()) continue;
-        const bool grouped = button->actionGroup() != nullptr;
-        connect(button, &QAction::triggered, this, [this, button, grouped](bool checked) {
-            // A plain button keeps its pressed state when clicked; only the refresh sets it.
-            if (!grouped) button->setChecked(!checked);
+        const bool toggle = button->isCheckable() && !button->actionGroup();
+        connect(button, &QAction::triggered, this, [this, button, toggle](bool checked) {
+            // The sound button keeps its pressed state when clicked; only the refresh sets it.
+            if (toggle) button->setChecked(!checked);
             runtime::Guard([this, button] { Toolbar_ButtonClick(button); });
         });
     }

@@ -53,6 +53,8 @@ void frmBirds_Main::setPanelText(int panel, const QString& text) {
     if (label->isVisible() && label->minimumSize() != label->maximumSize())
         label->setFixedSize(label->size());
     label->setText(text);
+    // Read aloud with its caption: the score alone is just a number.
+    if (panel == 2) label->setAccessibleName(Panels[0]->text() + u' ' + text);
 }
 
 void frmBirds_Main::setButtonValue(int position, int value) {

@@ -23,28 +23,31 @@ constexpr int PlayFieldWidth = 7248, PlayFieldHeight = 4848;
 constexpr int ButtonWidth = 23 * form::TwipsPerPixel, ButtonHeight = 22 * form::TwipsPerPixel;
 constexpr int IconSize = ImageList::Size * form::TwipsPerPixel;
 
+// Push buttons only click; the group's three and the sound button also show a pressed state.
+enum class Style { Spacer, Group, Toggle, Push };
+
 struct ButtonLayout {
     const char* tag;
     const char* toolTip;
-    int image; // 0 for a spacer
-    bool grouped;
+    int image;
+    Style style;
 };
 
 constexpr ButtonLayout ButtonsLaidOut[frmBirds_Main::ButtonCount] = {
-    {"Play", "Play", 10, true},
-    {"Pause", "Pause", 8, true},
-    {"Stop", "Stop", 1, true},
-    {nullptr, nullptr, 0, false},
-    {nullptr, nullptr, 0, false},
-    {"Minus", "Decrease Speed", 6, false},
-    {"Plus", "Increase Speed", 11, false},
-    {nullptr, nullptr, 0, false},
-    {nullptr, nullptr, 0, false},
-    {"Sound", "Sound On/Off", 7, false},
-    {nullptr, nullptr, 0, false},
-    {nullptr, nullptr, 0, false},
-    {"About", "Info", 5, false},
-    {"Exit", "Exit", 3, false},
+    {"Play", "Play", 10, Style::Group},
+    {"Pause", "Pause", 8, Style::Group},
+    {"Stop", "Stop", 1, Style::Group},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {"Minus", "Decrease Speed", 6, Style::Push},
+    {"Plus", "Increase Speed", 11, Style::Push},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {"Sound", "Sound On/Off", 7, Style::Toggle},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {nullptr, nullptr, 0, Style::Spacer},
+    {"About", "Info", 5, Style::Push},
+    {"Exit", "Exit", 3, Style::Push},
 };
 
 QFont boldFont(double points) {
@@ -107,16 +110,16 @@ void frmBirds_Main::createToolbar() {
     for (int i = 0; i < ButtonCount; ++i) {
         const ButtonLayout& laid = ButtonsLaidOut[i];
         QAction* button = nullptr;
-        if (!laid.tag) {
+        if (laid.style == Style::Spacer) {
             button = Toolbar->addWidget(new QWidget(Toolbar));
         } else {
-            button = new QAction(ImageList_.icon(laid.image), QString(), Toolbar);
-            button->setToolTip(QLatin1String(laid.toolTip));
+            // The tool tip is also the button's name, which a screen reader reads; the toolbar
+            // shows only the image.
+            button = new QAction(ImageList_.icon(laid.image), QLatin1String(laid.toolTip), Toolbar);
             button->setProperty("Tag", QLatin1String(laid.tag));
             button->setProperty("Image", laid.image);
-            // Checkable so that the status refresh can show any button pressed.
-            button->setCheckable(true);
-            if (laid.grouped) ButtonGroup->addAction(button);
+            button->setCheckable(laid.style != Style::Push);
+            if (laid.style == Style::Group) ButtonGroup->addAction(button);
             Toolbar->addAction(button);
         }
         button->setProperty("Position", i + 1);
@@ -171,6 +174,11 @@ void frmBirds_Main::createControls() {
     pbBirds = progress("pbBirds");
     lblBullets = label(QStringLiteral("Bullets:"), "lblBullets");
     pbBullets = progress("pbBullets");
+    // Each bar is named by its label, for a screen reader.
+    lblSpeed->setBuddy(pbSpeed);
+    lblBirds->setBuddy(pbBirds);
+    lblBullets->setBuddy(pbBullets);
+    picScreen_->setAccessibleName(QStringLiteral("Play field"));
 }
 
 void frmBirds_Main::createStatusBar() {
@@ -183,6 +191,7 @@ void frmBirds_Main::createStatusBar() {
         Panels[i]->setObjectName(QStringLiteral("Panel%1").arg(i + 1));
         StatusBar->addWidget(Panels[i], i == 1 ? 1 : 0);
     }
+    setPanelText(2, Panels[1]->text());
     setStatusBar(StatusBar);
 }
 
