@@ -3,9 +3,11 @@
 #include "frmExit.h"
 #include "frmGameOver.h"
 #include "frmHiScores.h"
+#include "frmInfo.h"
 #include "modGame.h"
 
 #include <QLabel>
+#include <QLayout>
 #include <QMenuBar>
 #include <QPushButton>
 #include <QStyleFactory>
@@ -113,11 +115,17 @@ class TestMainWindow : public QObject {
             for (QAction* a : m->menu()->actions())
                 shown << a->objectName() + "=" + (a->isSeparator() ? "-" : a->text());
         }
+        const ImageList images; // which image a button shows, told by its pixels
+        const auto image = [&](const QAction* a) {
+            for (int n = 1; n <= ImageList::Count && !a->icon().isNull(); ++n)
+                if (a->icon().pixmap(16).toImage() == images.icon(n).pixmap(16).toImage())
+                    return QString::number(n);
+            return QString();
+        };
         for (int i = 1; i <= 14; ++i) {
             const QAction* a = w->findChild<QToolBar*>()->actions()[i - 1];
             QCOMPARE(a, w->Buttons(i));
-            shown << a->property("Tag").toString() + "|" + a->toolTip() + "|" +
-                         a->property("Image").toString();
+            shown << a->property("Tag").toString() + "|" + a->toolTip() + "|" + image(a);
         }
         for (const QWidget* parent : {w->centralWidget(), (QWidget*)w->statusBar()})
             for (QWidget* c : parent->findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
@@ -242,6 +250,60 @@ class TestMainWindow : public QObject {
         w->showGameOver();
         QTRY_COMPARE(log.join(';'), expected);
         QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
+    }
+
+    // Every menu item and toolbar button reaches its own command: the game's state, speed and
+    // sound after it, and the window it opens, from a game paused (for Go) or running.
+    void everyCommandReachesItsAction() {
+        const struct {
+            const char* item;
+            int button; // 0: none on the toolbar
+            QString after;
+        } rows[] = {{"mnuGo", 1, "1 50 -1 none"}, // from a paused game
+
+                    {"mnuPause", 2, "2 50 -1 none"},
+                    {"mnuStop", 3, "0 50 -1 High Scores"},
+                    {"mnuHiScores", 0, "2 50 -1 High Scores"},
+                    {"mnuExit", 14, "2 50 -1 Exit Game?!"},
+                    {"mnuIncreseSpeed", 7, "1 47 -1 none"},
+                    {"mnuDecreaseSpeed", 6, "1 53 -1 none"},
+                    {"mnuSound", 10, "1 50 0 none"},
+                    {"mnuAbout", 13, "2 50 -1 About The Morvel Bird Game!"}};
+        for (const auto& row : rows)
+            for (QAction* command : {w->findChild<QAction*>(row.item), w->Buttons(row.button)}) {
+                if (!command) continue;
+                freshGame();
+                if (row.button == 1) modGame::PauseGame();
+                modGame::TimerInterval = 50;
+                modGame::SoundEnabled = runtime::True;
+                QString shown = "none";
+                QTimer::singleShot(200, [&] {
+                    if (QWidget* modal = QApplication::activeModalWidget())
+                        shown = modal->windowTitle(), modal->hide();
+                });
+                command->trigger();
+                QTest::qWait(250);
+                QCOMPARE(QString("%1 %2 %3 %4")
+                             .arg(modGame::GameState)
+                             .arg(modGame::TimerInterval)
+                             .arg(modGame::SoundEnabled)
+                             .arg(shown),
+                         row.after);
+            }
+    }
+
+    // Every window keeps its size, with a close box and no minimize or maximize button.
+    void everyWindowIsFixed() {
+        for (QWidget* window : std::initializer_list<QWidget*>{
+                 w.get(), &frmHiScores::instance(), &frmGameOver::instance(),
+                 &frmExit::instance(), &frmInfo::instance()}) {
+            if (window->layout()) window->layout()->activate();
+            const Qt::WindowFlags f = window->windowFlags();
+            QVERIFY2(window->minimumSize() == window->maximumSize() &&
+                         f.testFlags(Qt::WindowCloseButtonHint | Qt::WindowSystemMenuHint) &&
+                         !(f & (Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint)),
+                     qPrintable(window->windowTitle()));
+        }
     }
 };
 
