@@ -124,11 +124,6 @@ void frmBirds_Main::closeEvent(QCloseEvent* event) {
 bool frmBirds_Main::eventFilter(QObject* watched, QEvent* event) {
     // The field takes another size with a new picture or on a screen of another scale.
     if (watched == picScreen_ && event->type() == QEvent::Resize) fitToPlayField();
-    // The first frame is up: what only sound needs can come now, beside the game.
-    if (watched == picScreen_ && event->type() == QEvent::Paint && !soundReadied_) {
-        soundReadied_ = true;
-        QTimer::singleShot(0, this, [] { DSound::ReadySoundDevice(); });
-    }
     return QMainWindow::eventFilter(watched, event);
 }
 

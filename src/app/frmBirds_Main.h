@@ -113,5 +113,4 @@ class frmBirds_Main : public QMainWindow, public GameWindow {
     PictureBox* PicBuffer_ = nullptr;
 
     QTimer tmrGame_;
-    bool soundReadied_ = false;
 };

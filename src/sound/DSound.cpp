@@ -27,20 +27,6 @@ void ensureDirectX() {
     if (!DirectXObject) DirectXObject = std::make_shared<dx::DirectX7>();
 }
 
-[[noreturn]] void deviceFailed() {
-    runtime::MsgBox(QStringLiteral("Unable to initialize DirectSound."), runtime::vbOKOnly);
-    runtime::End(1);
-}
-
-void makeDeviceReady() {
-    if (!SoundDevice) return;
-    try {
-        SoundDevice->MakeReady();
-    } catch (const runtime::RuntimeError&) {
-        deviceFailed();
-    }
-}
-
 } // namespace
 
 void InitDirectSound(const runtime::Long& hWnd) {
@@ -50,12 +36,9 @@ void InitDirectSound(const runtime::Long& hWnd) {
         SoundDevice->SetCooperativeLevel(hWnd, dx::DSSCL_PRIORITY);
         SoundBuffers.assign(1, SoundBufferRecord{});
     } catch (const std::exception&) {
-        deviceFailed();
+        runtime::MsgBox(QStringLiteral("Unable to initialize DirectSound."), runtime::vbOKOnly);
+        runtime::End(1);
     }
-}
-
-void ReadySoundDevice() {
-    if (SoundDevice) SoundDevice->MakeReadyAside([] { runtime::Guard(makeDeviceReady); });
 }
 
 runtime::Integer LoadSoundBuffer(const QString& name, const Boolean& fromFile,
@@ -118,7 +101,6 @@ runtime::Integer LoadSoundBuffer(const QString& name, const Boolean& fromFile,
 void PlaySoundBuffer(const runtime::Integer& index) {
     SoundBufferRecord& r = record(index);
     if (r.IsEmpty != False) return;
-    makeDeviceReady();
     buffer(r).SetCurrentPosition(0);
     buffer(r).Play(r.Looping == False ? dx::DSBPLAY_DEFAULT : dx::DSBPLAY_LOOPING);
     r.Status = QStringLiteral("playing");

@@ -33,10 +33,6 @@ inline std::shared_ptr<dx::DirectSound> SoundDevice;
 inline std::vector<SoundBufferRecord> SoundBuffers;
 
 void InitDirectSound(const runtime::Long& hWnd);
-// The device's context is not needed for the first frame: once the window shows, it is made on
-// another thread, and the sounds reach the device after it. A device that fails then ends the
-// program as one that fails to open does.
-void ReadySoundDevice();
 runtime::Integer LoadSoundBuffer(const QString& name, const Boolean& fromFile,
                                  const Boolean& fromResource, const Boolean& notify,
                                  const Boolean& ctrlFrequency, const Boolean& ctrlPan,

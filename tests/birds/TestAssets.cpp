@@ -1,6 +1,7 @@
 #include "TestAssets.h"
 
 #include "AssetNames.h"
+#include "dstest.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,146 +1,192 @@
 #include "directsound.h"
 
 #include "dsdevice.h"
+#include "dstest.h"
 #include "wavfile.h"
 
 #include <QCoreApplication>
-#include <QDir>
 #include <QFile>
 #include <QTemporaryFile>
-#include <QTimer>
+#include <algorithm>
+#include <future>
 
 namespace dx {
 
 namespace {
 
-std::optional<test::LoopbackFormat>& loopbackFormat() {
-    static std::optional<test::LoopbackFormat> format;
-    return format;
-}
-std::optional<std::string>& deviceNameOverride() {
-    static std::optional<std::string> name;
-    return name;
-}
-int& periodOverride() {
-    static int frames = 0;
-    return frames;
-}
+std::optional<test::LoopbackFormat> loopbackFormat;
+std::optional<std::string> deviceName;
+
+// Past the end of the last sound, the mixer still has its queue to play out, and a game
+// plays its next sound soon: wait this long before pausing.
+constexpr int QuietMs = 250;
+// A looping sound never ends; look again this often while one plays.
+constexpr int LoopCheckMs = 1000;
 
 // OpenAL Soft 1.19 ignores ALC_REFRESH on a real device; its mixing period and queue come only
-// from its configuration, read once when the library starts (at the first device opened). Unless
-// the user points it at a configuration of their own, hand it a small one asking for short
-// periods, for as long as that first open lasts.
-class DriverConfiguration {
-  public:
-    DriverConfiguration() {
-        static bool done = false;
-        if (done) return;
-        done = true;
-        if (qEnvironmentVariableIsSet("ALSOFT_CONF") || periodOverride() < 0) return;
-        file_ = std::make_unique<QTemporaryFile>(QDir::tempPath() +
-                                                 QStringLiteral("/morvel-alsoft-XXXXXX.conf"));
-        if (!file_->open()) return;
-        const int frames = periodOverride() > 0 ? periodOverride() : kPeriodFrames;
-        file_->write(QStringLiteral("[general]\nperiod_size=%1\nperiods=%2\n")
-                         .arg(frames)
-                         .arg(kPeriods)
-                         .toUtf8());
-        file_->flush();
-        qputenv("ALSOFT_CONF", QFile::encodeName(file_->fileName()));
-    }
-    ~DriverConfiguration() {
-        if (file_) qunsetenv("ALSOFT_CONF");
-    }
-
-  private:
-    std::unique_ptr<QTemporaryFile> file_;
-};
-
-} // namespace
-
-DirectXEvent::DirectXEvent(Long eventId) : QEvent(eventType()), eventId_(eventId) {}
-
-QEvent::Type DirectXEvent::eventType() {
-    static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
-    return type;
+// from its configuration, read once when the library starts, at its first call. Unless the
+// user points it at a configuration of their own, it is handed a small one asking for short
+// periods (256 frames, 5.8 ms at 44.1 kHz) so that a shot is heard at once, until the first
+// device has opened. Set on the first thread, so that nothing reads the environment meanwhile.
+std::unique_ptr<QTemporaryFile> configuration;
+void configureDriver() {
+    static bool done = false;
+    if (std::exchange(done, true) || qEnvironmentVariableIsSet("ALSOFT_CONF")) return;
+    configuration = std::make_unique<QTemporaryFile>(QDir::tempPath() +
+                                                     QStringLiteral("/morvel-alsoft-XXXXXX.conf"));
+    if (configuration->open() && configuration->write("[general]\nperiod_size=256\nperiods=3\n") > 0 &&
+        configuration->flush())
+        qputenv("ALSOFT_CONF", QFile::encodeName(configuration->fileName()));
 }
 
-DirectX7::DirectX7() : events_(std::make_shared<EventTable>()) {}
-DirectX7::~DirectX7() = default;
+template <class F> F function(ALCdevice* device, const char* name) {
+    return reinterpret_cast<F>(alcGetProcAddress(device, name));
+}
 
-namespace {
+struct Opened {
+    ALCdevice* device = nullptr;
+    ALCcontext* context = nullptr;
+};
+// On any thread. The game uses no effects: without auxiliary sends every voice is smaller.
+Opened openDefault() {
+    ALCdevice* device = alcOpenDevice(deviceName ? deviceName->c_str() : nullptr);
+    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
+    return {device, device ? alcCreateContext(device, attrs) : nullptr};
+}
+std::future<Opened> ahead;
+
+std::shared_ptr<Device> makeDefault(Opened opened) {
+    ALCdevice* device = opened.device;
+    if (!device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
+    auto made = std::make_shared<Device>(device, opened.context);
+    // A loopback device renders only when asked and has no mixer of its own to pause. The wave
+    // writer of OpenAL Soft 1.19 rewrites its file's header when it stops and goes on writing
+    // the sound there, over the header, when it starts again.
+    if (alcIsExtensionPresent(device, "ALC_SOFT_pause_device") &&
+        qstrcmp(alcGetString(device, ALC_ALL_DEVICES_SPECIFIER), "Wave File Writer") != 0 &&
+        QCoreApplication::instance()) {
+        made->pause = function<LPALCDEVICEPAUSESOFT>(device, "alcDevicePauseSOFT");
+        made->resume = function<LPALCDEVICERESUMESOFT>(device, "alcDeviceResumeSOFT");
+    }
+    if (made->pause && made->resume) {
+        made->pause(device);
+        made->paused = true;
+    }
+    return made;
+}
 
 std::shared_ptr<Device> openLoopback(const test::LoopbackFormat& format) {
-    const DriverConfiguration configuration;
-    if (!alcIsExtensionPresent(nullptr, "ALC_SOFT_loopback"))
-        fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
-    auto open = reinterpret_cast<LPALCLOOPBACKOPENDEVICESOFT>(
-        alcGetProcAddress(nullptr, "alcLoopbackOpenDeviceSOFT"));
-    auto supported = reinterpret_cast<LPALCISRENDERFORMATSUPPORTEDSOFT>(
-        alcGetProcAddress(nullptr, "alcIsRenderFormatSupportedSOFT"));
-    auto device = std::make_shared<Device>();
-    device->loopback = true;
-    device->render = reinterpret_cast<LPALCRENDERSAMPLESSOFT>(
-        alcGetProcAddress(nullptr, "alcRenderSamplesSOFT"));
-    device->channels = format.channels;
-    device->rate = format.sampleRate;
-    if (!open || !supported || !device->render)
-        fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
-    device->device = open(nullptr);
-    if (!device->device) fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
-    const ALCint channels = format.channels == 2 ? ALC_STEREO_SOFT : ALC_MONO_SOFT;
-    if (!supported(device->device, format.sampleRate, channels, ALC_FLOAT_SOFT))
-        fail(DSERR_NODRIVER, QStringLiteral("Loopback format not supported"));
+    auto open = function<LPALCLOOPBACKOPENDEVICESOFT>(nullptr, "alcLoopbackOpenDeviceSOFT");
+    ALCdevice* device = open ? open(nullptr) : nullptr;
+    if (!device) fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
     // No limiter and no virtual surround: the mix comes out as the plain sum of the sounds.
-    const ALCint attrs[] = {ALC_FORMAT_CHANNELS_SOFT,
-                            channels,
-                            ALC_FORMAT_TYPE_SOFT,
-                            ALC_FLOAT_SOFT,
-                            ALC_FREQUENCY,
-                            format.sampleRate,
-                            ALC_HRTF_SOFT,
-                            ALC_FALSE,
-                            ALC_OUTPUT_LIMITER_SOFT,
-                            ALC_FALSE,
+    const ALCint channels = format.channels == 2 ? ALC_STEREO_SOFT : ALC_MONO_SOFT;
+    const ALCint attrs[] = {ALC_FORMAT_CHANNELS_SOFT, channels, ALC_FORMAT_TYPE_SOFT,
+                            ALC_FLOAT_SOFT,           ALC_FREQUENCY, format.sampleRate,
+                            ALC_HRTF_SOFT,            ALC_FALSE,     ALC_OUTPUT_LIMITER_SOFT,
+                            ALC_FALSE,                ALC_MAX_AUXILIARY_SENDS, 0,
                             0};
-    device->context = alcCreateContext(device->device, attrs);
-    if (!device->context) fail(E_FAIL, QStringLiteral("Loopback sound device has no context"));
-    return device;
-}
-
-std::shared_ptr<Device> openDefault() {
-    LoadOpenAL();
-    const DriverConfiguration configuration;
-    auto device = std::make_shared<Device>();
-    const auto& name = deviceNameOverride();
-    device->device = alcOpenDevice(name ? name->c_str() : nullptr);
-    if (!device->device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
-    return device;
+    auto made = std::make_shared<Device>(device, alcCreateContext(device, attrs));
+    made->channels = format.channels;
+    made->render = function<LPALCRENDERSAMPLESSOFT>(device, "alcRenderSamplesSOFT");
+    if (!made->render) fail(DSERR_NODRIVER, QStringLiteral("No loopback sound device"));
+    return made;
 }
 
 } // namespace
+
+Device::Device(ALCdevice* opened, ALCcontext* made) : OpenedDevice{opened, made} {
+    if (!context) fail(E_FAIL, QStringLiteral("The sound device refused a context"));
+    select();
+    if (!alIsExtensionPresent("AL_EXT_FLOAT32"))
+        fail(DSERR_NODRIVER, QStringLiteral("The sound device cannot play float samples"));
+    quiet.setSingleShot(true);
+    QObject::connect(&quiet, &QTimer::timeout, [this] {
+        select();
+        watchForQuiet();
+        if (!quiet.isActive()) {
+            pause(device);
+            paused = true;
+        }
+    });
+}
+
+OpenedDevice::~OpenedDevice() {
+    if (context) {
+        if (alcGetCurrentContext() == context) alcMakeContextCurrent(nullptr);
+        alcDestroyContext(context);
+    }
+    alcCloseDevice(device);
+}
+
+void Device::select() const {
+    if (alcGetCurrentContext() != context && !alcMakeContextCurrent(context))
+        fail(E_FAIL, QStringLiteral("Sound device could not be made current"));
+    alGetError();
+}
+
+void Device::wake() {
+    if (!paused) return;
+    resume(device);
+    paused = false;
+}
+
+// Arms the quiet timer for the end of the longest sound still playing, plus the margin; the
+// timer stays off when nothing plays any more, so its handler then pauses.
+void Device::watchForQuiet() {
+    if (!pause) return;
+    int longest = -1;
+    for (const Voice& v : voices) {
+        ALint state = AL_STOPPED, looping = AL_FALSE, offset = 0;
+        alGetSourcei(v.source, AL_SOURCE_STATE, &state);
+        if (state != AL_PLAYING) continue;
+        alGetSourcei(v.source, AL_LOOPING, &looping);
+        alGetSourcei(v.source, AL_SAMPLE_OFFSET, &offset);
+        const int left =
+            looping ? LoopCheckMs : static_cast<int>((v.frames - offset) * 1000LL / v.rate) + 1;
+        longest = std::max(longest, left);
+    }
+    if (longest >= 0)
+        quiet.start(longest + QuietMs);
+    else
+        quiet.stop();
+}
+
+DirectX7::DirectX7() : events_(std::make_shared<Events>()) {}
+DirectX7::~DirectX7() = default;
+
+void OpenDefaultDeviceAhead() {
+    configureDriver();
+    ahead = std::async(std::launch::async, openDefault);
+}
 
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
-    LoadOpenAL();
-    std::shared_ptr<Device> device =
-        loopbackFormat() ? openLoopback(*loopbackFormat()) : openDefault();
+    configureDriver();
+    std::shared_ptr<Device> device;
+    if (loopbackFormat)
+        device = openLoopback(*loopbackFormat);
+    else
+        device = makeDefault(ahead.valid() ? ahead.get() : openDefault());
+    if (configuration) {
+        qunsetenv("ALSOFT_CONF");
+        configuration.reset();
+    }
     return std::make_shared<DirectSound>(std::move(device), events_);
 }
 
 Long DirectX7::CreateEvent(QObject* owner) {
     if (!owner) fail(E_INVALIDARG, QStringLiteral("An event needs an owner"));
-    const Long id = events_->next++;
-    events_->owners[id] = owner;
-    return id;
+    events_->live.insert(events_->next);
+    return events_->next++;
 }
 
 void DirectX7::DestroyEvent(Long eventId) {
-    if (events_->owners.erase(eventId) == 0)
+    if (events_->live.erase(eventId) == 0)
         fail(E_INVALIDARG, QStringLiteral("No event %1").arg(eventId));
 }
 
-DirectSound::DirectSound(std::shared_ptr<Device> device, std::shared_ptr<EventTable> events)
+DirectSound::DirectSound(std::shared_ptr<Device> device, std::shared_ptr<Events> events)
     : device_(std::move(device)), events_(std::move(events)) {}
 DirectSound::~DirectSound() = default;
 
@@ -153,8 +199,8 @@ void DirectSound::SetCooperativeLevel(Long hWnd, Long level) {
 
 std::shared_ptr<DirectSoundBuffer> DirectSound::CreateSoundBufferFromFile(const QString& fileName,
                                                                           DSBUFFERDESC& desc,
-                                                                          WAVEFORMATEX& format) {
-    (void)format; // the buffer keeps the file's own format
+                                                                          WAVEFORMATEX&) {
+    // The buffer keeps the file's own format, whatever the format record asks.
     if (cooperativeLevel_ == 0)
         fail(DSERR_INVALIDCALL, QStringLiteral("No cooperative level set before loading %1")
                                     .arg(QDir::toNativeSeparators(fileName)));
@@ -162,63 +208,34 @@ std::shared_ptr<DirectSoundBuffer> DirectSound::CreateSoundBufferFromFile(const 
                                                DecodeWaveFile(fileName));
 }
 
-std::shared_ptr<DirectSoundBuffer>
-DirectSound::CreateSoundBufferFromResource(const QString& module, const QString& name,
-                                           DSBUFFERDESC& desc, WAVEFORMATEX& format) {
-    (void)module;
-    (void)desc;
-    (void)format;
+std::shared_ptr<DirectSoundBuffer> DirectSound::CreateSoundBufferFromResource(const QString&,
+                                                                              const QString& name,
+                                                                              DSBUFFERDESC&,
+                                                                              WAVEFORMATEX&) {
     fail(DSERR_NOINTERFACE, QStringLiteral("Resource not found: %1").arg(name));
 }
 
-void DirectSound::MakeReadyAside(std::function<void()> made) {
-    device_->makeAside(std::move(made));
+namespace test {
+
+void UseLoopbackDevice(std::optional<LoopbackFormat> format) {
+    loopbackFormat = format;
+}
+void OverrideDeviceName(std::optional<std::string> name) {
+    deviceName = std::move(name);
 }
 
-void DirectSound::MakeReady() {
-    device_->ensureReady();
-}
-
-std::vector<float> DirectSound::RenderLoopback(int frames) {
-    if (!device_->loopback)
-        fail(DSERR_INVALIDCALL, QStringLiteral("Only a loopback device renders on demand"));
-    if (frames < 0) fail(E_INVALIDARG, QStringLiteral("Negative frame count"));
-    device_->ensureReady();
-    std::vector<float> out(static_cast<size_t>(frames) * device_->channels);
-    if (frames > 0) device_->render(device_->device, out.data(), frames);
+std::vector<float> Render(const DirectSound& sound, int frames) {
+    Device& d = sound.device();
+    if (!d.render) fail(DSERR_INVALIDCALL, QStringLiteral("Only a loopback device renders"));
+    std::vector<float> out(static_cast<std::size_t>(std::max(frames, 0)) * d.channels);
+    if (frames > 0) d.render(d.device, out.data(), frames);
     return out;
 }
 
-bool DirectSound::isLoopback() const {
-    return device_->loopback;
-}
-int DirectSound::sampleRate() const {
-    device_->ensureReady();
-    return device_->rate;
+bool Mixing(const DirectSound& sound) {
+    return !sound.device().paused;
 }
 
-bool DirectSound::mixing() const {
-    return device_->readyNow() && !device_->paused;
-}
-
-int DirectSound::mixerRefresh() const {
-    device_->ensureReady();
-    ALCint refresh = 0;
-    alcGetIntegerv(device_->device, ALC_REFRESH, 1, &refresh);
-    return refresh;
-}
-
-namespace test {
-void UseLoopbackDevice(std::optional<LoopbackFormat> format) {
-    loopbackFormat() = std::move(format);
-}
-void OverrideDeviceName(std::optional<std::string> name) {
-    deviceNameOverride() = std::move(name);
-}
 } // namespace test
-
-void SetDevicePeriod(int frames) {
-    periodOverride() = frames;
-}
 
 } // namespace dx

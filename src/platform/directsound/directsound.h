@@ -1,19 +1,12 @@
 #pragma once
 // The sound device as the game knows it: a root object, a device and sound buffers made from
-// WAV files, over OpenAL Soft with the files decoded by libsndfile. Every failing call raises
-// runtime::RuntimeError.
+// WAV files, over OpenAL Soft. Every failing call raises runtime::RuntimeError.
 
 #include "runtime.h"
 
-#include <QEvent>
 #include <QObject>
-#include <QPointer>
 #include <QString>
-#include <functional>
-#include <map>
 #include <memory>
-#include <optional>
-#include <string>
 #include <vector>
 
 namespace dx {
@@ -76,22 +69,15 @@ inline constexpr Long DSERR_CONTROLUNAVAIL = static_cast<Long>(0x8878001Eu);
 inline constexpr Long DSERR_INVALIDCALL = static_cast<Long>(0x88780032u);
 inline constexpr Long DSERR_NOINTERFACE = static_cast<Long>(0x800401F0u);
 
-// Posted to an event's owner when a buffer that carries the event stops, by Stop or at its end.
-class DirectXEvent : public QEvent {
-  public:
-    explicit DirectXEvent(Long eventId);
-    Long eventId() const { return eventId_; }
-    static QEvent::Type eventType();
-
-  private:
-    Long eventId_;
-};
-
 class DirectSound;
 class DirectSoundBuffer;
 struct DecodedWave;
 struct Device;
-struct EventTable;
+struct Events;
+
+// Starts opening the default device on a thread of its own; the next DirectSoundCreate("")
+// takes what it opened. Called first thing, so that the device opens while the toolkit starts.
+void OpenDefaultDeviceAhead();
 
 class DirectX7 {
   public:
@@ -101,17 +87,18 @@ class DirectX7 {
     // "" is the default sound device; any other name is a device the machine does not have.
     std::shared_ptr<DirectSound> DirectSoundCreate(const QString& guid);
 
-    // An event handle that a buffer signals when it stops; `owner` receives the signal.
+    // A handle for a buffer's stop notification. The game passes the main window as the
+    // owner, which has no handler for it: the notification is never delivered.
     Long CreateEvent(QObject* owner);
     void DestroyEvent(Long eventId);
 
   private:
-    std::shared_ptr<EventTable> events_;
+    std::shared_ptr<Events> events_;
 };
 
 class DirectSound {
   public:
-    explicit DirectSound(std::shared_ptr<Device> device, std::shared_ptr<EventTable> events);
+    DirectSound(std::shared_ptr<Device> device, std::shared_ptr<Events> events);
     ~DirectSound();
 
     void SetCooperativeLevel(Long hWnd, Long level);
@@ -123,37 +110,24 @@ class DirectSound {
                                                                      DSBUFFERDESC& desc,
                                                                      WAVEFORMATEX& format);
 
-    // The device's context is made when first needed; start-up has it made on another thread
-    // once the window shows: `made` then runs on this thread and should call MakeReady, which
-    // waits for or makes the context and raises what failed.
-    void MakeReadyAside(std::function<void()> made);
-    void MakeReady();
-
-    // Test support: the next `frames` frames of a loopback device's mix, interleaved floats.
-    std::vector<float> RenderLoopback(int frames);
-    bool isLoopback() const;
-    int sampleRate() const;
-    // Mixer updates per second the device settled on.
-    int mixerRefresh() const;
-    // False while the device is paused because nothing plays.
-    bool mixing() const;
+    Device& device() const { return *device_; }
 
   private:
     std::shared_ptr<Device> device_;
-    std::shared_ptr<EventTable> events_;
+    std::shared_ptr<Events> events_;
     Long cooperativeLevel_ = 0;
 };
 
 class DirectSoundBuffer {
   public:
     struct Data;
-    DirectSoundBuffer(std::shared_ptr<Device> device, std::shared_ptr<EventTable> events,
-                      Long flags, const QString& fileName, DecodedWave&& wave);
+    DirectSoundBuffer(std::shared_ptr<Device> device, std::shared_ptr<Events> events,
+                      Long flags, const QString& fileName, const DecodedWave& wave);
     ~DirectSoundBuffer();
     DirectSoundBuffer(const DirectSoundBuffer&) = delete;
     DirectSoundBuffer& operator=(const DirectSoundBuffer&) = delete;
 
-    // Positions are bytes of the buffer's own format (GetFormat).
+    // Positions are bytes of 32-bit float frames of the sound's own channels.
     void SetCurrentPosition(Long position);
     Long GetCurrentPosition();
     // Starts at the current position and returns at once; a playing buffer goes on where it is.
@@ -162,36 +136,9 @@ class DirectSoundBuffer {
     void Stop();
     Long GetStatus();
     void SetNotificationPositions(Long count, const std::vector<DSBPOSITIONNOTIFY>& positions);
-    WAVEFORMATEX GetFormat() const;
-    Long bufferBytes() const;
 
   private:
-    void fireStopEvents();
-
     std::unique_ptr<Data> d_;
 };
-
-// Test support. Kept here so that tests exercise the real device code paths.
-namespace test {
-
-struct LoopbackFormat {
-    int sampleRate = 22050;
-    int channels = 1; // 1 or 2; output samples are floats
-};
-// While set, DirectSoundCreate("") opens OpenAL Soft's loopback device in this format, which
-// renders only when asked, through DirectSound::RenderLoopback.
-void UseLoopbackDevice(std::optional<LoopbackFormat> format);
-// While set, DirectSoundCreate("") asks OpenAL for this device name instead of the default:
-// a name the driver does not know makes the open fail exactly as with no device at all.
-void OverrideDeviceName(std::optional<std::string> name);
-} // namespace test
-
-// Mixing period and queue length asked of a real device: short, so that a shot is heard at once
-// (256 frames is 5.8 ms at 44.1 kHz).
-inline constexpr int kPeriodFrames = 256;
-inline constexpr int kPeriods = 3;
-// Before the first device of the process opens: another period length, or negative for
-// OpenAL's own defaults; for measurements.
-void SetDevicePeriod(int frames);
 
 } // namespace dx

@@ -1,7 +1,6 @@
 #include "wavfile.h"
 
 #include "directsound.h"
-#include "soundlibs.h"
 
 #include <QDir>
 #include <QFile>
@@ -14,6 +13,8 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <dlfcn.h>
+#include <sndfile.h>
 
 namespace dx {
 
@@ -23,6 +24,42 @@ namespace {
     throw runtime::RuntimeError(DSERR_BADFORMAT,
                                 QStringLiteral("Not a sound the device accepts: %1 (%2)")
                                     .arg(QDir::toNativeSeparators(fileName), why));
+}
+
+// libsndfile, loaded when a file first needs it and kept: it and the codec libraries it brings
+// cost more to load than reading every sound of the game, none of which needs it.
+struct SndFile {
+    decltype(&::sf_open) open;
+    decltype(&::sf_close) close;
+    decltype(&::sf_readf_short) readShorts;
+    decltype(&::sf_readf_float) readFloats;
+    decltype(&::sf_error) error;
+    decltype(&::sf_strerror) strerror;
+};
+
+[[noreturn]] void noSndFile(const QString& what) {
+    throw runtime::RuntimeError(
+        DSERR_NODRIVER, QStringLiteral("The sound library libsndfile.so.1 %1").arg(what));
+}
+
+template <class F> F symbol(void* handle, const char* name) {
+    void* address = dlsym(handle, name);
+    if (!address) noSndFile(QStringLiteral("has no %1").arg(QLatin1String(name)));
+    return reinterpret_cast<F>(address);
+}
+
+const SndFile& sndfile() {
+    static const SndFile functions = [] {
+        void* handle = dlopen("libsndfile.so.1", RTLD_NOW | RTLD_LOCAL);
+        if (!handle) noSndFile(QString::fromLocal8Bit(dlerror()));
+        return SndFile{symbol<decltype(&::sf_open)>(handle, "sf_open"),
+                       symbol<decltype(&::sf_close)>(handle, "sf_close"),
+                       symbol<decltype(&::sf_readf_short)>(handle, "sf_readf_short"),
+                       symbol<decltype(&::sf_readf_float)>(handle, "sf_readf_float"),
+                       symbol<decltype(&::sf_error)>(handle, "sf_error"),
+                       symbol<decltype(&::sf_strerror)>(handle, "sf_strerror")};
+    }();
+    return functions;
 }
 
 // libsndfile quietly shortens a data chunk that runs past the end of the file, so a cut file
@@ -129,8 +166,7 @@ DecodedWave DecodeWaveFile(const QString& fileName) {
     if (QFile plain(fileName); plain.open(QIODevice::ReadOnly))
         if (std::optional<DecodedWave> wave = readPlainPcm(plain)) return std::move(*wave);
 
-    const std::shared_ptr<const SndFileLibrary> library = SndFile();
-    const SndFileLibrary& sf = *library;
+    const SndFile& sf = sndfile();
     SF_INFO sfinfo{};
     std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> file(
         sf.open(QFile::encodeName(fileName).constData(), SFM_READ, &sfinfo), sf.close);
