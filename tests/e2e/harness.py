@@ -382,18 +382,20 @@ class Compositor:
                         "bindsym Mod4+Shift+q kill\n")
             env.update(WLR_BACKENDS="x11", WLR_RENDERER="pixman", WLR_LIBINPUT_NO_DEVICES="1")
             args, socket = ["sway", "-c", f"{user.work}/sway.conf"], "wayland-1"
+        before = set(user.x_displays())
         self.proc = user.start(["dbus-run-session", "--", *args], env, self.log)
         self.env = {k: v for k, v in env.items() if k != "DISPLAY"}
         self.env["WAYLAND_DISPLAY"] = socket
+
+        def xwayland():  # mutter starts two, and names the one for clients
+            if kind == "mutter":
+                return re.findall(r"public X11 display (:\d+)", open(self.log).read())
+            return sorted(set(user.x_displays()) - before)
         try:
-            poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/{socket}") and user.x_displays(),
-                 15, 0.1)
+            poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/{socket}") and xwayland(), 15, 0.1)
         except AssertionError:
             stop(self.proc)
             raise Unavailable(f"{kind} did not come up: " + open(self.log).read()[-600:])
-        self.env["DISPLAY"] = user.x_displays()[0]
+        self.env["DISPLAY"] = xwayland()[0]
         if auth := glob.glob(f"{xdg}/.mutter-Xwaylandauth.*"):
             self.env["XAUTHORITY"] = auth[0]
-
-    def stop(self):
-        stop(self.proc)
