@@ -84,15 +84,11 @@ class DesktopGame(Game):
 def changed(a, b):  # bounding box (x0, y0, x1, y1) of the pixels that differ, or None
     box, n = None, 3 * a.w
     for y in range(a.h):
-        ra, rb = a.row(y, 0, a.w), b.row(y, 0, b.w)
-        if ra != rb:
-            first = next(i for i in range(0, n, 96) if ra[i:i + 96] != rb[i:i + 96])
-            last = next(i for i in range(n - n % 96 or n - 96, -1, -96)
-                        if ra[i:i + 96] != rb[i:i + 96])
-            x0 = next(i for i in range(first, n) if ra[i] != rb[i]) // 3
-            x1 = next(i for i in range(min(last + 95, n - 1), -1, -1) if ra[i] != rb[i]) // 3 + 1
-            box = (x0, y, x1, y + 1) if not box else (
-                min(box[0], x0), box[1], max(box[2], x1), y + 1)
+        d = int.from_bytes(a.row(y, 0, a.w), "big") ^ int.from_bytes(b.row(y, 0, b.w), "big")
+        if d:  # the highest and the lowest bit set are the first and the last byte that differ
+            x0, x1 = (n - 1 - (d.bit_length() - 1) // 8) // 3, (n - 1 - (
+                (d & -d).bit_length() - 1) // 8) // 3 + 1
+            box = (min(x0, box[0]), box[1], max(x1, box[2]), y + 1) if box else (x0, y, x1, y + 1)
     return box
 
 

@@ -101,7 +101,7 @@ def xvfb(size):  # a private X server and its display
     r, w = os.pipe()
     proc = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
                              "-screen", "0", f"{size}x24"], pass_fds=(w,),
-                            stderr=subprocess.DEVNULL)
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     os.close(w)
     with os.fdopen(r) as pipe:
         return proc, ":" + pipe.readline().strip()
