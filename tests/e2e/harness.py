@@ -319,9 +319,16 @@ class TestUser:  # a throw-away user, at home in work/home: the compositors refu
         return subprocess.Popen(self.cmd(args, env), cwd="/", stdout=open(log, "w"),
                                 stderr=subprocess.STDOUT, start_new_session=True)
 
-    def x_displays(self):  # the X servers it runs: a compositor's Xwayland
-        return [":" + p.rpartition("/X")[2] for p in glob.glob("/tmp/.X11-unix/X*")
-                if os.stat(p).st_uid == self.pw.pw_uid]
+    def x_displays(self):  # the X servers it runs, by their locks: a compositor's Xwayland
+        found = []
+        for lock in glob.glob("/tmp/.X*-lock"):
+            try:  # a lock names the process that holds it; a killed server leaves it behind
+                pid = int(re.sub(rb"\D", b"", open(lock, "rb").read()))
+                if os.stat(lock).st_uid == self.pw.pw_uid and os.path.exists(f"/proc/{pid}"):
+                    found.append(":" + lock[len("/tmp/.X"):-len("-lock")])
+            except (OSError, ValueError):
+                pass
+        return found
 
     def remove(self):
         mine = lambda: [p for p in glob.glob("/proc/[0-9]*") if os.path.exists(p) and
@@ -382,7 +389,6 @@ class Compositor:
                         "bindsym Mod4+Shift+q kill\n")
             env.update(WLR_BACKENDS="x11", WLR_RENDERER="pixman", WLR_LIBINPUT_NO_DEVICES="1")
             args, socket = ["sway", "-c", f"{user.work}/sway.conf"], "wayland-1"
-        before = set(user.x_displays())
         self.proc = user.start(["dbus-run-session", "--", *args], env, self.log)
         self.env = {k: v for k, v in env.items() if k != "DISPLAY"}
         self.env["WAYLAND_DISPLAY"] = socket
@@ -390,7 +396,7 @@ class Compositor:
         def xwayland():  # mutter starts two, and names the one for clients
             if kind == "mutter":
                 return re.findall(r"public X11 display (:\d+)", open(self.log).read())
-            return sorted(set(user.x_displays()) - before)
+            return user.x_displays()
         try:
             poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/{socket}") and xwayland(), 15, 0.1)
         except AssertionError:
