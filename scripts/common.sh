@@ -9,13 +9,13 @@ JOBS="$(nproc 2>/dev/null || echo 2)"
 PACKAGES=(
   build-essential cmake pkg-config
   qt6-base-dev libgl-dev libxcb1-dev libxcb-xinput-dev
-  libopenal-dev libopenal1 libsndfile1-dev
+  libopenal-dev libopenal1 libsndfile1-dev libwayland-dev
   fonts-dejavu-core
   xvfb xauth xdotool imagemagick x11-utils sox python3
   clang libclang-rt-14-dev llvm-14
   appstream desktop-file-utils dpkg-dev file
   mandoc lintian devscripts
-  sway wtype grim qt6-wayland
+  sway xwayland mutter kwin-wayland breeze x11-xserver-utils qt6-wayland
   strace dbus-daemon
 )
 

@@ -1,3 +1,4 @@
+#include "Desktop.h"
 #include "Privileges.h"
 #include "ScoreFile.h"
 #include "Startup.h"
@@ -20,6 +21,7 @@ int main(int argc, char* argv[]) {
             return 1;
         }
     }
+    desktop::ChoosePlatform();
     startup::BeforeToolkit();
     QApplication app(argc, argv);
     startup::ToolkitStarted();
