@@ -15,7 +15,7 @@ PACKAGES=(
   clang libclang-rt-14-dev llvm-14
   appstream desktop-file-utils dpkg-dev file
   mandoc lintian devscripts
-  sway xwayland mutter kwin-wayland breeze x11-xserver-utils qt6-wayland
+  xwayland mutter kwin-wayland breeze x11-xserver-utils qt6-wayland
   strace dbus-daemon
 )
 

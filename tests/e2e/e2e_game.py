@@ -1,22 +1,17 @@
 #!/usr/bin/env python3
-"""usage: e2e_game.py RUN_DIR FLOOR. Plays the game under a private Xvfb with xdotool, checking
-screen, windows, sound and scores.dat, then briefly again at QT_SCALE_FACTOR 1.25; first the title
-state's CPU beside that of FLOOR, the least the title state must do. E2E_SHOTS_DIR=DIR also saves
-screenshot-title/explosion.png."""
-import os, shutil, struct, subprocess, sys, tempfile, time
+"""usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
+windows, sound and scores.dat, then briefly again at QT_SCALE_FACTOR 1.25. E2E_SHOTS_DIR=DIR also
+saves screenshot-title/explosion.png."""
+import os, shutil, struct, sys, tempfile, time
 
-from harness import (H, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, clear_at, copy_run, cpu_ns,
-                     pause, poll)
+from harness import (H, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, clear_at, copy_run, pause,
+                     poll)
 
 NAME = "Ada Lovebird"
 rec = lambda name, points: struct.pack("<H", len(name)) + name + struct.pack("<i", points)
 table = lambda first, total: b"".join(  # ten ranked entries, a spare one and the checksum
     rec(*e) for e in [first] + [(b"No One", 0)] * 9 + [(b"", 0)]) + struct.pack("<i", total)
 FRESH = table((b"No One", 0), 5110)
-# On a busy two-core machine the title state costs 0.8 to 1.1 times the floor, the program before
-# its mixer paused and its repaints shrank 2.3 to 2.7 times: a mixer left running on silence would
-# alone take it past 2 again, while twice the headroom keeps a loaded machine from failing.
-CPU_BOUND, CPU_SAMPLE = 2.0, 8
 
 
 def edges(g, what, margin=0):  # a press on the field's border is no shot, one on its edge is
@@ -49,22 +44,6 @@ def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, devic
     check(g.bar("bullets") >= 0.97, "scale 1.25: the bullets bar full length, over the field")
     g.keys("alt+g", "g")
     edges(g, "scale 1.25")
-
-
-def title_cpu(g, floor):  # the same seconds of the title state and of the floor program
-    proc = subprocess.Popen([floor, "50", f"{g.dir}/Graphics/BackGround.bmp"], env=dict(
-        g.env, ALSOFT_DRIVERS="null", QT_QPA_PLATFORM="xcb"))
-    try:
-        time.sleep(3)
-        check(g.proc.poll() is None and proc.poll() is None, "the game and the floor program run")
-        before = cpu_ns(g.proc.pid), cpu_ns(proc.pid)
-        time.sleep(CPU_SAMPLE)
-        game, least = cpu_ns(g.proc.pid) - before[0], cpu_ns(proc.pid) - before[1]
-    finally:
-        proc.kill(), proc.wait()
-    pct = lambda ns: 100 * ns / 1e9 / CPU_SAMPLE
-    check(game <= CPU_BOUND * least, f"title state: game {pct(game):.2f} %, floor {pct(least):.2f} "
-          f"% of a core, ratio {game / max(least, 1):.2f} (bound {CPU_BOUND})")
 
 
 def title_and_speed(g):
@@ -183,9 +162,6 @@ def main():
     g, ok = None, False
     try:
         for run, env, steps in (
-                # No sound file written: the floor writes none.
-                ("title", {"ALSOFT_DRIVERS": "null", "ALSOFT_CONF": "/dev/null"},
-                 (lambda g: title_cpu(g, sys.argv[2]),)),
                 ("run", {}, (title_and_speed, play, pause_and_sound, game_over,
                              lambda g: leave(g, yes=False), leave)),
                 ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):

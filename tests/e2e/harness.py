@@ -1,6 +1,6 @@
 """The end-to-end toolkit: private X servers, screenshots as PPM, finding the game's pictures on
 screen, aiming at birds, a Game driven through X11 with xdotool, and, for the desktops, a user
-made for the test and nested compositors (sway, mutter, kwin_wayland) inside an X server."""
+made for the test and nested compositors (mutter, kwin_wayland) inside an X server."""
 import glob, os, pwd, re, shutil, signal, struct, subprocess, time
 
 W, H, TITLE_AT, MAIN = 600, 400, (76, 13), "The Morvel Bird Game"
@@ -284,19 +284,6 @@ def pause(g):  # returns the field it froze
     return frozen
 
 
-
-
-def cpu_ns(pid):  # every live thread, to the nanosecond
-    total = 0
-    for tid in os.listdir(f"/proc/{pid}/task"):
-        try:
-            with open(f"/proc/{pid}/task/{tid}/schedstat") as f:
-                total += int(f.read().split()[0])
-        except OSError:
-            pass  # ended meanwhile
-    return total
-
-
 class TestUser:  # a throw-away user, at home in work/home: the compositors refuse root
     def __init__(self, work):
         self.name, self.work, self.home = f"morvel-e2e-{os.getpid()}", work, f"{work}/home"
@@ -376,19 +363,13 @@ class Compositor:
             env.update(MUTTER_DEBUG_DUMMY_MODE_SPECS=f"{w}x{h}",
                        MUTTER_DEBUG_DUMMY_MONITOR_SCALES=str(scale))
             args = ["mutter", "--wayland", "--nested", f"--wayland-display={socket}"]
-        elif kind == "kwin_wayland":  # its size in logical pixels; a copy without the file
+        else:  # kwin_wayland: its size in logical pixels; a copy without the file
             # capability a container may refuse, named as its platform plugin requires
             os.makedirs(f"{user.work}/kwin", exist_ok=True)
             shutil.copy("/usr/bin/kwin_wayland", f"{user.work}/kwin/kwin_wayland")
             args = [f"{user.work}/kwin/kwin_wayland", "--x11-display", display, "--socket", socket,
                     "--xwayland", "--no-lockscreen", "--width", str(w // scale), "--height",
                     str(h // scale), "--scale", str(scale)]
-        else:  # sway: its X11 back end takes the X server's pointer and keyboard
-            with open(f"{user.work}/sway.conf", "w") as f:
-                f.write(f"output X11-1 resolution {w}x{h} scale {scale}\n"
-                        "bindsym Mod4+Shift+q kill\n")
-            env.update(WLR_BACKENDS="x11", WLR_RENDERER="pixman", WLR_LIBINPUT_NO_DEVICES="1")
-            args, socket = ["sway", "-c", f"{user.work}/sway.conf"], "wayland-1"
         self.proc = user.start(["dbus-run-session", "--", *args], env, self.log)
         self.env = {k: v for k, v in env.items() if k != "DISPLAY"}
         self.env["WAYLAND_DISPLAY"] = socket
