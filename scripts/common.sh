@@ -16,7 +16,7 @@ PACKAGES=(
   appstream desktop-file-utils dpkg-dev file
   mandoc lintian devscripts
   xwayland mutter kwin-wayland breeze x11-xserver-utils qt6-wayland
-  strace dbus-daemon
+  strace dbus-daemon at-spi2-core python3-pyatspi
 )
 
 install_missing() {

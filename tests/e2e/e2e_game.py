@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
-windows, sound and scores.dat, then briefly again at QT_SCALE_FACTOR 1.25. E2E_SHOTS_DIR=DIR also
-saves screenshot-title/explosion.png."""
-import os, shutil, struct, sys, tempfile, time
+windows, sound, scores.dat and what a screen reader finds, then briefly again at QT_SCALE_FACTOR
+1.25. E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
+import os, shutil, struct, subprocess, sys, tempfile, time
 
-from harness import (H, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, clear_at, copy_run, pause,
-                     poll)
+from harness import (H, MAIN, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, clear_at, copy_run,
+                     pause, poll)
 
 NAME = "Ada Lovebird"
 rec = lambda name, points: struct.pack("<H", len(name)) + name + struct.pack("<i", points)
@@ -66,6 +66,32 @@ def title_and_speed(g):
     for keys, lo, hi in ((["d"] * 8, 0, 0.02), (["i"], 0.04, 0.08), (["d"], 0, 0.02)):
         g.keys(*[k for key in keys for k in ("alt+o", key)])
         g.wait_bar("speed", lo, hi)
+
+
+def read_aloud(g):  # a screen reader's view, through AT-SPI, at the slowest speed
+    import pyatspi
+    app = poll("the game on the accessibility bus", lambda: next(
+        (a for a in pyatspi.Registry.getDesktop(0) if a and a.name == MAIN), None), 10)
+    every = lambda n: [n] + [d for c in n if c for d in every(c)]
+    nodes = [n for n in every(app) if n.getState().contains(pyatspi.STATE_SHOWING)]
+    role = lambda *roles: [n for n in nodes if n.getRoleName() in roles]
+    buttons = lambda: [(n.getRoleName(), n.name, n.getState().contains(pyatspi.STATE_CHECKED))
+                       for n in role("check box", "push button")]
+    bars = lambda: {n.name: n.queryValue().currentValue for n in role("progress bar")}
+    toolbar = [("check box", "Play", False), ("check box", "Pause", False),
+               ("check box", "Stop", True), ("push button", "Decrease Speed", False),
+               ("push button", "Increase Speed", False), ("check box", "Sound On/Off", True),
+               ("push button", "Info", False), ("push button", "Exit", False)]
+    check(buttons() == toolbar, "each toolbar button named by its tool tip; the group and the "
+          "sound button report their state, the others are push buttons")
+    check(bars() == {"Speed:": 20, "Birds:": 1, "Bullets:": 10}, f"the bars by name: {bars()}")
+    names = [n.name for n in nodes]
+    check("Play field" in names and any(n.startswith("Score: ") for n in names),
+          "the play field and the score are named")
+    button = next(n for n in role("push button") if n.name == "Increase Speed")
+    button.queryAction().doAction(0)
+    poll("the reader's press on Increase Speed: one step faster", lambda: bars()["Speed:"] == 23, 2)
+    check(buttons() == toolbar, "and no button left pressed")
 
 
 def play(g):
@@ -160,10 +186,17 @@ def leave(g, yes=True, look=lambda box: None):  # answers "Exit Game?!", box see
 def main():
     work = tempfile.mkdtemp(prefix="morvel-e2e-")
     g, ok = None, False
+    # A screen reader's session: a private bus with the accessibility bus on it.
+    bus, bus_pid = subprocess.run(["dbus-daemon", "--session", "--fork", "--print-address=1",
+                                   "--print-pid=1"], capture_output=True, text=True).stdout.split()
+    os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
+    atspi = subprocess.Popen(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"],
+                             stderr=subprocess.DEVNULL)
     try:
         for run, env, steps in (
-                ("run", {}, (title_and_speed, play, pause_and_sound, game_over,
-                             lambda g: leave(g, yes=False), leave)),
+                ("run", {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"},
+                 (title_and_speed, read_aloud, play, pause_and_sound, game_over,
+                  lambda g: leave(g, yes=False), leave)),
                 ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
             if g:
                 g.proc.kill(), g.proc.wait(), g.xvfb.terminate(), g.xvfb.wait()
@@ -181,6 +214,7 @@ def main():
         if g:
             g.proc.kill(), g.proc.wait(), g.xvfb.terminate(), g.xvfb.wait()
             print(open(f"{run_dir}/program.log").read().strip())
+        atspi.kill(), atspi.wait(), os.kill(int(bus_pid), 15)
     if ok:
         shutil.rmtree(work, ignore_errors=True)
     return 0 if ok else 1
