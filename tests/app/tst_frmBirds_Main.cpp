@@ -98,41 +98,25 @@ class TestMainWindow : public QObject {
         }
     }
 
-    // Menus and items (name=caption), the toolbar's positions (tag|tool tip|image), controls.
-    void controlsAsLaidOut() {
-        const QString laid =
-            "mnuGame=&Game;mnuGo=&Go!;mnuPause=&Pause;mnuStop=&Stop!;seperator=-;"
-            "mnuHiScores=&High Scores;seperator2=-;mnuExit=&Exit;mnuOptions=&Options;"
-            "mnuIncreseSpeed=&Increase Speed;mnuDecreaseSpeed=&Decrease Speed;"
-            "mnuSound=&Toggle Sound;mnuHelp=&Help;mnuAbout=&Info;"
-            "Play|Play|10;Pause|Pause|8;Stop|Stop|1;||;||;Minus|Decrease Speed|6;"
-            "Plus|Increase Speed|11;||;||;Sound|Sound On/Off|7;||;||;About|Info|5;Exit|Exit|3;"
-            "PicBuffer;picScreen;lblSpeed=Speed:;pbSpeed;lblBirds=Birds:;pbBirds;"
-            "lblBullets=Bullets:;pbBullets;Panel1=Score:;Panel2=0";
+    // The menus' captions with their access keys, and the image each toolbar position shows,
+    // told by its pixels (0: a spacer). Names, tool tips and labels are what a screen reader
+    // reads, checked end to end.
+    void captionsAndImagesAsLaidOut() {
         QStringList shown;
         for (QAction* m : w->menuBar()->actions()) {
-            shown << m->menu()->objectName() + "=" + m->text();
+            shown << m->text();
             for (QAction* a : m->menu()->actions())
-                shown << a->objectName() + "=" + (a->isSeparator() ? "-" : a->text());
+                shown << (a->isSeparator() ? "-" : a->text());
         }
-        const ImageList images; // which image a button shows, told by its pixels
-        const auto image = [&](const QAction* a) {
-            for (int n = 1; n <= ImageList::Count && !a->icon().isNull(); ++n)
-                if (a->icon().pixmap(16).toImage() == images.icon(n).pixmap(16).toImage())
-                    return QString::number(n);
-            return QString();
-        };
-        for (int i = 1; i <= 14; ++i) {
-            const QAction* a = w->findChild<QToolBar*>()->actions()[i - 1];
-            QCOMPARE(a, w->Buttons(i));
-            shown << a->property("Tag").toString() + "|" + a->toolTip() + "|" + image(a);
-        }
-        for (const QWidget* parent : {w->centralWidget(), (QWidget*)w->statusBar()})
-            for (QWidget* c : parent->findChildren<QWidget*>(Qt::FindDirectChildrenOnly)) {
-                const auto* l = qobject_cast<QLabel*>(c);
-                shown << c->objectName() + (l ? "=" + l->text() : QString());
-            }
-        QCOMPARE(shown.join(';'), laid);
+        const ImageList images;
+        for (int i = 1, n; i <= 14; shown << QString::number(n), ++i)
+            for (n = ImageList::Count; n > 0 && (w->Buttons(i)->icon().isNull() ||
+                                                 w->Buttons(i)->icon().pixmap(16).toImage() !=
+                                                     images.icon(n).pixmap(16).toImage());)
+                --n;
+        QCOMPARE(shown.join(';'), "&Game;&Go!;&Pause;&Stop!;-;&High Scores;-;&Exit;&Options;"
+                                  "&Increase Speed;&Decrease Speed;&Toggle Sound;&Help;&Info;"
+                                  "10;8;1;0;0;6;11;0;0;7;0;0;5;3");
     }
 
     void groupButtonsBehaveLikeRadioButtons() {

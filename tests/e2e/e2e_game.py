@@ -73,6 +73,10 @@ def read_aloud(g):  # a screen reader's view, through AT-SPI, at the slowest spe
     app = poll("the game on the accessibility bus", lambda: next(
         (a for a in pyatspi.Registry.getDesktop(0) if a and a.name == MAIN), None), 10)
     every = lambda n: [n] + [d for c in n if c for d in every(c)]
+    menus = [n.name for n in every(app) if n.getRoleName() == "menu item"]
+    check(menus == ["Game", "Go!", "Pause", "Stop!", "High Scores", "Exit", "Options",
+                    "Increase Speed", "Decrease Speed", "Toggle Sound", "Help", "Info"],
+          "the menus and their items, in order")
     nodes = [n for n in every(app) if n.getState().contains(pyatspi.STATE_SHOWING)]
     role = lambda *roles: [n for n in nodes if n.getRoleName() in roles]
     buttons = lambda: [(n.getRoleName(), n.name, n.getState().contains(pyatspi.STATE_CHECKED))
