@@ -1,6 +1,7 @@
 #include "FileWriters.h"
 
 #include <QFile>
+#include <QtEndian>
 #include <cmath>
 #include <cstdint>
 #include <stdexcept>
@@ -9,20 +10,18 @@ namespace {
 
 class Bytes {
   public:
-    void u8(int v) { data.push_back(static_cast<char>(v & 0xFF)); }
-    void u16(int v) {
-        u8(v);
-        u8(v >> 8);
-    }
-    void u32(std::uint32_t v) {
-        u16(static_cast<int>(v & 0xFFFF));
-        u16(static_cast<int>(v >> 16));
-    }
-    void tag(const char* s) {
-        for (; *s; ++s)
-            u8(*s);
-    }
+    void u8(int v) { data.push_back(static_cast<char>(v)); }
+    void u16(int v) { put(static_cast<quint16>(v)); }
+    void u32(std::uint32_t v) { put(v); }
+    void tag(const char* s) { data.append(s); }
     QByteArray data;
+
+  private:
+    template <class T> void put(T v) {
+        char le[sizeof(T)];
+        qToLittleEndian(v, le);
+        data.append(le, sizeof(T));
+    }
 };
 
 void Save(const QString& path, const QByteArray& data) {
