@@ -453,6 +453,33 @@ class TestScores : public QObject {
         QCOMPARE(messages.size(), 1);
     }
 
+    // scores.dat beside the program is a symbolic link into a shared score directory: saving
+    // must reach the link's final target, with its journal beside that target, and keep the links.
+    void savingFollowsTheLinkAndKeepsIt() {
+        const QString app = dir.filePath("lib/games/morvel-birds"), link = app + "/scores.dat";
+        const QString shared = dir.filePath("var/games/morvel-birds"), real = shared + "/real.dat";
+        QVERIFY(QDir().mkpath(app) && QDir().mkpath(shared));
+        // Two relative hops, each resolved against the directory of its own link.
+        QVERIFY(QFile::link("var/games/morvel-birds/real.dat", dir.filePath("hop.dat")));
+        QVERIFY(QFile::link("../../../hop.dat", link));
+        QCOMPARE(QFileInfo(scorefile::FinalTarget(link)).absoluteFilePath(), real);
+        QCOMPARE(QFileInfo(scorefile::JournalPath(link)).absolutePath(), shared);
+        runtime::SetAppPath(app);
+        hs.LoadScores(); // no table yet: a fresh one is written through the links
+        QCOMPARE(readFile(real).size(), 130);
+        answers << "Ann";
+        hs.NewHighScore(700);
+        QCOMPARE(readFile(real).left(9), QByteArray::fromHex("0300416e6ebc020000")); // "Ann", 700
+        QVERIFY(QFileInfo(link).isSymLink() && QFileInfo(dir.filePath("hop.dat")).isSymLink());
+        // Nothing new beside the link; beside the target only its journal, empty after the save.
+        QCOMPARE(QDir(app).entryList(QDir::Files | QDir::System | QDir::Hidden),
+                 QStringList{"scores.dat"});
+        QCOMPARE(QDir(shared).entryList(QDir::Files | QDir::Hidden),
+                 (QStringList{"real.dat", "real.dat-journal"}));
+        QCOMPARE(QFileInfo(shared + "/real.dat-journal").size(), 0);
+        QCOMPARE(messages, QStringList{});
+    }
+
     void namesShowAsTyped() {
         hs.HiScores = tableOf({{"<b>Al</b>", 30}, {"Al", 20}});
         hs.displayScores();
