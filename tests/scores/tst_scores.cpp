@@ -32,6 +32,27 @@ ScoreTable tableOf(std::initializer_list<ScoreEntry> rows) {
     return t;
 }
 
+// Run as "--play DIR NAME [SCORE...]", the test program is another game without a window: it
+// loads the table in DIR and offers each score as a game's end does, answering the name prompt
+// with NAME. It prints every message box on one line.
+int play(int argc, char* argv[]) {
+    runtime::SetAppPath(QString::fromLocal8Bit(argv[2]));
+    runtime::SetMsgBoxHook([](const QString& text, int style) {
+        std::printf("%s|%d\n", qPrintable(QString(text).replace("\r\n", " ").replace('\n', ' ')),
+                    style);
+    });
+    runtime::SetInputBoxHook([&](const QString&, const QString&) {
+        QThread::msleep(5); // the name takes a moment to type: another game may save meanwhile
+        return QString::fromLocal8Bit(argv[3]);
+    });
+    runtime::Guard([&] {
+        frmHiScores::instance().LoadScores();
+        for (int i = 4; i < argc; ++i)
+            frmHiScores::instance().NewHighScore(qint32(std::atoi(argv[i])));
+    });
+    return 0;
+}
+
 } // namespace
 
 class TestScores : public QObject {
@@ -51,19 +72,18 @@ class TestScores : public QObject {
         QFile f(name);
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.flush());
     }
-    // A game of its own in another process: score_player DIR NAME SCORE..., under strace
-    // when given its options. Returns what it printed.
+    // Another game, under strace when given its options. Returns what it printed.
     QString player(const QStringList& args, const QStringList& strace = {}, int* code = nullptr) {
-        const QString program = QCoreApplication::applicationDirPath() + "/score_player";
+        const QString program = QCoreApplication::applicationFilePath();
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         // LeakSanitizer traces the process itself, which a traced one cannot.
         env.insert("ASAN_OPTIONS", env.value("ASAN_OPTIONS") + ":detect_leaks=0");
         p.setProcessEnvironment(env);
         if (strace.isEmpty())
-            p.start(program, QStringList{dir.path()} + args);
+            p.start(program, QStringList{"--play", dir.path()} + args);
         else
-            p.start("strace", strace + QStringList{"-qq", program, dir.path()} + args);
+            p.start("strace", strace + QStringList{"-qq", program, "--play", dir.path()} + args);
         p.waitForFinished(60000);
         if (code) *code = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1;
         return QString::fromLocal8Bit(p.readAllStandardOutput());
@@ -490,5 +510,12 @@ class TestScores : public QObject {
     }
 };
 
-QTEST_MAIN(TestScores)
+int main(int argc, char* argv[]) {
+    QApplication app(argc, argv);
+    if (argc > 3 && qstrcmp(argv[1], "--play") == 0) return play(argc, argv);
+    TestScores test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_scores.moc"
