@@ -244,10 +244,6 @@ void put(QByteArray& out, quint32 value, int width) {
 
 QByteArray Encode(const ScoreTable& table, qint32 checksum) {
     QByteArray out;
-    qsizetype size = 70;
-    for (const ScoreEntry& e : table)
-        size += std::min<qsizetype>(e.Name.size(), 0xFFFF);
-    out.reserve(size);
     for (const ScoreEntry& e : table) {
         const QByteArray name = e.Name.left(0xFFFF);
         put(out, quint32(name.size()), 2);
@@ -344,10 +340,6 @@ QByteArray WriteHead(const QString& path, const QByteArray& head) {
     t.journalEmpty = true;
     t.content = head + old.mid(head.size());
     return *t.content;
-}
-
-QString FinalTarget(const QString& path) {
-    return QFile::decodeName(finalTarget(QFile::encodeName(path).toStdString()).c_str());
 }
 
 QString JournalPath(const QString& path) {

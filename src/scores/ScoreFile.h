@@ -47,9 +47,8 @@ QByteArray Read(const QString& path);
 // that already starts with head is not written at all.
 QByteArray WriteHead(const QString& path, const QByteArray& head);
 
-// The file that path finally leads to through any symbolic links; path itself otherwise.
-QString FinalTarget(const QString& path);
-// The journal of the table at path: beside its final target.
+// The journal of the table at path: beside the file that path finally leads to through any
+// symbolic links.
 QString JournalPath(const QString& path);
 
 // For a program that may write the table only while it holds a group it is about to give up:
