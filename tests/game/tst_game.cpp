@@ -84,11 +84,11 @@ class GameTest : public QObject {
     void Tick(bool lookAtTheField) {
         const Before b;
         w.calls.clear(), w.bars.clear(), w.buttons.clear();
-        SilenceAll();
+        if ((TickCount + 1) % 30 == 0) SilenceAll();
         GameTick();
-        const bool over = w.calls == QStringList{"showGameOver @2"};
+        const bool over = !w.calls.isEmpty();
         overs += over;
-        QVERIFY(over || w.calls.isEmpty());
+        QVERIFY(!over || w.calls == QStringList{"showGameOver @2"});
         if (TickCount % 5 == 0)
             QVERIFY(w.panel == "2:" + QString::number(b.score) &&
                     w.bars == (Bars{{Bar::Speed, 90 - TimerInterval},
@@ -108,7 +108,7 @@ class GameTest : public QObject {
             QVERIFY(over == (b.birds >= 10) && GameState == (over ? StateTitle : StatePlaying) &&
                     Score == b.score + (TickCount % 5 == 0) &&
                     Bullets == b.bullets + (TickCount % 30 == 0 && b.bullets < 10) &&
-                    Playing(*GunCock) == (b.sound && Bullets > b.bullets));
+                    (TickCount % 30 || Playing(*GunCock) == (b.sound && Bullets > b.bullets)));
         if (over) return;
         if (GameState == StateTitle) QVERIFY(Score == 0 && Bullets == 10 && BirdsLeft == 1);
         QCOMPARE(w.screen.mousePointer(), GameState == StatePlaying ? 99 : 12);
@@ -189,7 +189,7 @@ class GameTest : public QObject {
         for (int t = 0; t < 2 * ticks && !QTest::currentTestFailed(); ++t) {
             const unsigned r = pick() % 2000;
             if (t % 2) {
-                Tick(t % 202 == 1);
+                Tick(t % 2002 == 1);
             } else if (r < 100) {
                 // Aim at a random bird's box half of the time, anywhere otherwise.
                 const auto& bird = *Birds[pick() % 10];
