@@ -28,18 +28,15 @@ inline void Require(bool holds, const char* what = "property") {
 
 // A directory on a memory file system where one exists: every input is written to a file and
 // the score target saves up to ten times per input, which on a disk costs a flush each time.
-inline QString ScratchParent() {
-    for (const QString& dir : {QDir::tempPath(), QStringLiteral("/dev/shm")}) {
-        struct statfs fs {};
-        if (statfs(QFile::encodeName(dir).constData(), &fs) == 0 && fs.f_type == TMPFS_MAGIC &&
-            QFileInfo(dir).isWritable())
-            return dir;
-    }
-    return QDir::tempPath();
-}
-
 inline QString ScratchDir() {
-    static QTemporaryDir dir(ScratchParent() + QStringLiteral("/morvel-fuzz-XXXXXX"));
+    static const QString parent = [] {
+        for (const QString& dir : {QDir::tempPath(), QStringLiteral("/dev/shm")})
+            if (struct statfs fs{}; statfs(QFile::encodeName(dir).constData(), &fs) == 0 &&
+                                    fs.f_type == TMPFS_MAGIC && QFileInfo(dir).isWritable())
+                return dir;
+        return QDir::tempPath();
+    }();
+    static QTemporaryDir dir(parent + QStringLiteral("/morvel-fuzz-XXXXXX"));
     static int argc = 1;
     static char arg0[] = "fuzz", *argv[] = {arg0, nullptr};
     static const bool started = [] {
@@ -56,17 +53,11 @@ inline QString ScratchDir() {
     return dir.path();
 }
 
-inline QString Write(const char* name, const std::uint8_t* data, std::size_t size) {
+inline QString Write(const char* name, const QByteArray& bytes) {
     QFile f(ScratchDir() + u'/' + QLatin1String(name));
-    Require(f.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-                f.write(reinterpret_cast<const char*>(data), qint64(size)) == qint64(size),
+    Require(f.open(QIODevice::WriteOnly | QIODevice::Truncate) && f.write(bytes) == bytes.size(),
             "input written");
     return f.fileName();
-}
-
-inline QString Write(const char* name, const QByteArray& bytes) {
-    return Write(name, reinterpret_cast<const std::uint8_t*>(bytes.constData()),
-                 std::size_t(bytes.size()));
 }
 
 // Runs a reader; false when it refused the input with the program's own error.

@@ -9,7 +9,8 @@
 #include <sndfile.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    const QString path = fuzz::Write("sound.wav", data, size);
+    const QString path = fuzz::Write(
+        "sound.wav", QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size)));
     dx::DecodedWave w;
     if (!fuzz::Accepted([&] { w = dx::DecodeWaveFile(path); })) return 0;
     fuzz::Require((w.channels == 1 || w.channels == 2) && w.sampleRate > 0 && w.frames() > 0 &&

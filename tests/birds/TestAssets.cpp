@@ -14,32 +14,28 @@ void WriteAll(const QString& dir) {
     QDir().mkpath(dir + "/Graphics");
     QDir().mkpath(dir + "/Sounds");
     const auto local = [&](QString relative) { return dir + relative.replace('\\', '/'); };
-    const auto bmp = [&](const QString& name, int w, int h) {
-        QImage image(w, h, QImage::Format_RGB32);
+    QStringList pictures{BackGround, Title, TitleMask}, sounds{GunFire, GunCock, GunEmpty};
+    for (int n = 1; n <= 7; ++n) {
+        sounds << BirdCall(n) << ExplosionSound(std::min(n, 4));
+        for (const QString suffix : {".bmp", "mask.bmp"})
+            if (n <= 5)
+                pictures << BirdFrame(u'L', n, suffix) << BirdFrame(u'R', n, suffix)
+                         << ExplosionFrame(n, suffix);
+    }
+    // One size, larger than any picture is drawn: only its top-left part may show.
+    for (const QString& name : pictures) {
+        QImage image(name == BackGround ? QSize(600, 400) : QSize(432, 148), QImage::Format_RGB32);
         image.fill(ColourOf(name));
         image.save(local(name), "BMP");
-    };
-    bmp(BackGround, 600, 400);
-    bmp(Title, 432, 31);
-    bmp(TitleMask, 432, 31);
-    for (int n = 1; n <= 5; ++n)
-        for (const QString suffix : {".bmp", "mask.bmp"}) {
-            bmp(BirdFrame(u'L', n, suffix), 140, 148);
-            bmp(BirdFrame(u'R', n, suffix), 140, 148);
-            bmp(ExplosionFrame(n, suffix), 140, 148);
-        }
+    }
     QImage cursor(32, 32, QImage::Format_ARGB32);
     cursor.fill(Qt::red);
     cursor.save(local(Cursor), "ICO");
-
     // 441 frames of 16-bit mono 22050 Hz silence.
     const QByteArray wav = QByteArray("RIFF\x96\x03\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x22\x56\0\0"
                                       "\x44\xAC\0\0\2\0\x10\0data\x72\x03\0\0",
                                       44) +
                            QByteArray(882, 0);
-    QStringList sounds{GunFire, GunCock, GunEmpty};
-    for (int n = 1; n <= 7; ++n)
-        sounds << BirdCall(n) << ExplosionSound(std::min(n, 4));
     for (const QString& name : sounds) {
         QFile out(local(name));
         if (out.open(QIODevice::WriteOnly)) out.write(wav);

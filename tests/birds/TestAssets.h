@@ -5,12 +5,23 @@
 #include "DSound.h"
 #include "Sound.h"
 
+#include <QImage>
 #include <QStringList>
 
 namespace TestAssets {
 
-inline uint ColourOf(const QString& relativeName) {
+inline QRgb ColourOf(const QString& relativeName) {
     return 0xFF000000u | (qHash(relativeName) & 0xFFFFFFu);
+}
+// A bird's picture, without its ending, at a frame and facing a way; from frame 5 on it explodes.
+inline QString FrameStem(int frame, int direction) {
+    return frame < 5 ? QString("\\Graphics\\Bird%1%2").arg(direction < 0 ? 'L' : 'R').arg(frame + 1)
+                     : QString("\\Graphics\\explosion%1").arg(frame - 4);
+}
+// What a masked pair shows over the background: the mask's colour keeps part of it.
+inline QRgb Composed(const QString& stem) {
+    return (ColourOf("\\Graphics\\BackGround.bmp") & ColourOf(stem + "mask.bmp")) |
+           ColourOf(stem + ".bmp");
 }
 
 void WriteAll(const QString& dir);
@@ -21,11 +32,9 @@ inline bool Playing(const Sound& sound) {
     const auto& r = DSound::SoundBuffers.at(static_cast<std::size_t>(sound.bufferIndex()));
     return r.Buffer && (r.Buffer->GetStatus() & dx::DSBSTATUS_PLAYING) != 0;
 }
-
 template <class Table> int CountPlaying(const Table& t) {
     return int(std::count_if(t.begin(), t.end(), [](const auto& s) { return Playing(*s); }));
 }
-
 inline void SilenceAll() {
     for (std::size_t i = 0; i < DSound::SoundBuffers.size(); ++i)
         DSound::StopSoundBuffer(static_cast<runtime::Integer>(i));

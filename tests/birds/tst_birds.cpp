@@ -1,6 +1,5 @@
 #include "TestAssets.h"
 #include "clsBird.h"
-#include "gdi.h"
 #include "modBirds.h"
 #include "modSound.h"
 
@@ -11,20 +10,15 @@
 
 using runtime::Integer;
 using namespace TestAssets;
+using Frames = QList<int>;
 
 class BirdTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir dir;
     QStringList messages;
-
-    // A bird where it entered, its frame clock at 0, or at 1 after one move.
-    static clsBird Flying(bool movedOnce = false) {
-        clsBird bird;
-        bird.appear();
-        if (movedOnce) bird.move();
-        return bird;
-    }
+    PictureBox front, back;
+    GameScreen screen;
 
   private slots:
     void initTestCase() {
@@ -32,103 +26,102 @@ class BirdTest : public QObject {
         modSound::SetSoundOn(runtime::True);
         modBirds::LoadBirdAssets();
         QCOMPARE(messages, QStringList());
+        // Each direction holds its own memory bitmap, even of the same explosion file.
+        for (int i = 0; i < 10; ++i)
+            QVERIFY(modBirds::SpriteLeft[i]->HDC() != modBirds::SpriteRight[i]->HDC() &&
+                    modBirds::MaskLeft[i]->HDC() != modBirds::MaskRight[i]->HDC());
+        front.setAutoSize(true);
+        front.setPicture(QImage(600, 400, QImage::Format_RGB32));
+        back.setPicture(QImage(600, 400, QImage::Format_RGB32));
+        screen.load(front, back, dir.path() + "/Graphics/BackGround.bmp");
         runtime::SeedRandom(7);
     }
 
-    void entersBesideTheFieldAndTurnsAtTheEdges() {
-        int left = 0, up = 0, turns = 0;
-        const int n = 4000;
-        for (int i = 0; i < n; ++i) {
+    // Birds enter beside the field, step by their own speed, never clamped, face the way they
+    // fly and turn back once past their box; 49 in 100 enter flying left.
+    void fliesWithinItsBox() {
+        int left = 0, turns = 0;
+        for (int i = 0; i < 4000; ++i) {
             clsBird bird;
             bird.appear();
-            QCOMPARE(bird.posX(), bird.direction() == -1 ? 610 : -150);
-            QVERIFY(bird.posY() >= 0 && bird.posY() <= 320);
-            QVERIFY(bird.speedX() >= 7 && bird.speedX() < 9.8);
-            QVERIFY(std::abs(bird.speedY()) >= 2 && std::abs(bird.speedY()) < 2.8);
-            left += bird.direction() == -1;
-            up += bird.speedY() < 0;
             const auto entry = bird.direction();
+            left += entry == -1;
+            QVERIFY(bird.posX() == (entry == -1 ? 610 : -150) && bird.posY() >= 0 &&
+                    bird.posY() <= 320 && bird.speedX() >= 7 && bird.speedX() < 9.8 &&
+                    std::abs(bird.speedY()) >= 2 && std::abs(bird.speedY()) < 2.8);
             for (int m = 0; m < (i < 20 ? 3000 : 1); ++m) {
                 const int x = bird.posX();
                 bird.move();
                 // Whatever the first random reversal did, an entrant turns into the field.
-                if (m == 0) QCOMPARE(bird.direction(), entry);
-                // One step of its own speed, never clamped to the box.
-                QVERIFY(std::abs(std::abs(bird.posX() - x) - std::abs(bird.speedX())) <= 0.5);
-                QVERIFY((bird.posX() >= -50 || bird.speedX() > 0) &&
-                        (bird.posX() <= 510 || bird.speedX() < 0));
-                QVERIFY((bird.posY() >= -10 || bird.speedY() > 0) &&
+                QVERIFY(bird.direction() == (bird.speedX() > 0 ? 1 : -1) &&
+                        (m > 0 || bird.direction() == entry) &&
+                        std::abs(std::abs(bird.posX() - x) - std::abs(bird.speedX())) <= 0.5 &&
+                        (bird.posX() >= -50 || bird.speedX() > 0) &&
+                        (bird.posX() <= 510 || bird.speedX() < 0) &&
+                        (bird.posY() >= -10 || bird.speedY() > 0) &&
                         (bird.posY() <= 310 || bird.speedY() < 0));
                 turns += bird.posX() > 510 || bird.posX() < -50;
             }
         }
         QVERIFY(turns > 100);
-        // Left and up each with probability 0.49; five standard deviations.
-        const double sd = std::sqrt(n * 0.49 * 0.51);
-        QVERIFY2(std::abs(left - 0.49 * n) < 5 * sd, qPrintable(QString::number(left)));
-        QVERIFY2(std::abs(up - 0.49 * n) < 5 * sd, qPrintable(QString::number(up)));
+        QVERIFY2(std::abs(left - 0.49 * 4000) < 5 * std::sqrt(4000 * 0.49 * 0.51),
+                 qPrintable(QString::number(left)));
     }
 
-    void framesAdvanceEverySecondMove_data() {
-        QTest::addColumn<double>("clock");      // -1: never hit
-        QTest::addColumn<QList<int>>("frames"); // -1: absent after that move
-        QTest::newRow("wings") << -1.0 << QList<int>{0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1};
-        QTest::newRow("explosion, clock 0") << 0.0 << QList<int>{5, 6, 6, 7, 7, 8, 8, 9, 9, -1};
-        QTest::newRow("explosion, clock 1") << 1.0 << QList<int>{6, 6, 7, 7, 8, 8, 9, 9, -1};
+    // A shot at an offset from the corner of a bird that entered from one side and moved 0 or
+    // 1 times; then the frame after the shot and after each move (-1: gone), each drawn facing
+    // the way the bird flies.
+    void shotsAndFrames_data() {
+        for (const char* column : {"dx", "dy", "side", "moves"})
+            QTest::addColumn<int>(column);
+        QTest::addColumn<Frames>("frames");
+        const Frames wings0{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1},
+            wings1{0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1, 1}, blast0{5, 5, 6, 6, 7, 7, 8, 8, 9, 9, -1},
+            blast1{5, 6, 6, 7, 7, 8, 8, 9, 9, -1};
+        QTest::newRow("hit top left, clock 0") << 45 << 50 << -1 << 0 << blast0;
+        QTest::newRow("hit bottom right, clock 1") << 98 << 100 << 1 << 1 << blast1;
+        QTest::newRow("hit bottom left, clock 1") << 45 << 100 << -1 << 1 << blast1;
+        QTest::newRow("hit top right, clock 0") << 98 << 50 << 1 << 0 << blast0;
+        QTest::newRow("missed left") << 44 << 60 << -1 << 0 << wings0;
+        QTest::newRow("missed right") << 99 << 60 << 1 << 1 << wings1;
+        QTest::newRow("missed above") << 60 << 49 << 1 << 0 << wings0;
+        QTest::newRow("missed below") << 60 << 101 << -1 << 1 << wings1;
     }
-
-    void framesAdvanceEverySecondMove() {
-        QFETCH(double, clock);
-        QFETCH(QList<int>, frames);
-        clsBird bird = Flying(clock == 1);
-        if (clock >= 0)
-            QCOMPARE(bird.hit(Integer(bird.posX() + 50), Integer(bird.posY() + 60)), runtime::True);
-        for (int frame : frames) {
-            bird.move();
-            QCOMPARE(bird.exist(), frame == -1 ? runtime::False : runtime::True);
-            if (frame != -1) QCOMPARE(bird.frame(), frame);
-        }
-    }
-
-    void hitBoxBoundsAreInclusive() {
-        // Offsets from the bird's corner: the box's two corners, then one step beyond each edge.
-        const std::tuple<int, int, bool> cases[] = {{45, 50, true},  {98, 100, true},
-                                                    {44, 60, false}, {99, 60, false},
-                                                    {60, 49, false}, {60, 101, false}};
-        for (const auto& [dx, dy, hits] : cases) {
-            SilenceAll();
-            clsBird bird = Flying();
-            const double speedY = bird.speedY();
-            QCOMPARE(bird.hit(Integer(bird.posX() + dx), Integer(bird.posY() + dy)) ==
-                         runtime::True,
-                     hits);
-            QCOMPARE(bird.state(), hits ? clsBird::Exploding : clsBird::Flying);
-            QCOMPARE(bird.frame(), hits ? 5 : 0);
-            QCOMPARE(bird.speedY(), hits ? 5.0 : speedY);
-            QCOMPARE(CountPlaying(modBirds::ExplosionSounds), hits ? 1 : 0);
-        }
-    }
-
-    void loadBirdAssetsFillsTheTablesInOrder() {
-        const auto colour = [](const std::unique_ptr<MemoryDC>& dc) {
-            QImage* surface = gdi::SurfaceOf(static_cast<gdi::HDC>(dc->HDC()));
-            return surface ? surface->pixel(70, 70) : 0u;
-        };
-        using namespace modBirds;
-        for (int i = 0; i < 10; ++i) {
-            const int n = i < 5 ? i + 1 : i - 4;
-            const auto file = [&](const char* side, const char* suffix) {
-                return ColourOf(QString("\\Graphics\\") +
-                                (i < 5 ? QString("Bird") + side : "explosion") +
-                                QString::number(n) + suffix);
-            };
-            QCOMPARE(colour(SpriteLeft[i]), file("L", ".bmp"));
-            QCOMPARE(colour(SpriteRight[i]), file("R", ".bmp"));
-            QCOMPARE(colour(MaskLeft[i]), file("L", "mask.bmp"));
-            QCOMPARE(colour(MaskRight[i]), file("R", "mask.bmp"));
-            // Each direction holds its own memory bitmap, even of the same file.
-            QVERIFY(SpriteLeft[i]->HDC() != SpriteRight[i]->HDC());
-            QVERIFY(MaskLeft[i]->HDC() != MaskRight[i]->HDC());
+    void shotsAndFrames() {
+        QFETCH(int, dx);
+        QFETCH(int, dy);
+        QFETCH(int, side);
+        QFETCH(int, moves);
+        QFETCH(Frames, frames);
+        clsBird bird;
+        bird.init(screen);
+        do {
+            bird.Zero();
+            bird.appear();
+        } while (bird.direction() != side);
+        if (moves) bird.move();
+        SilenceAll();
+        const double speedY = bird.speedY();
+        const Integer x = Integer(bird.posX() + dx), y = Integer(bird.posY() + dy);
+        const bool hits = frames[0] == 5;
+        QCOMPARE(bird.hit(x, y) == runtime::True, hits);
+        QCOMPARE(bird.hit(x, y), runtime::False); // an exploding bird is not hit again
+        bird.appear();                            // and a bird in the air does not enter again
+        QCOMPARE(CountPlaying(modBirds::ExplosionSounds), hits ? 1 : 0);
+        QCOMPARE(bird.speedY(), hits ? 5.0 : speedY); // it drops while it explodes
+        for (int m = 0; m < frames.size(); ++m) {
+            if (m) bird.move();
+            const int f = frames[m];
+            QCOMPARE(bird.exist(), f == -1 ? runtime::False : runtime::True);
+            if (f == -1) break;
+            QCOMPARE(bird.frame(), f);
+            screen.clearBuffer();
+            bird.draw();
+            screen.drawBuffer();
+            const QPoint at(qBound(0, bird.posX() + 70, 599), qBound(0, bird.posY() + 74, 399));
+            if (QRect(bird.posX(), bird.posY(), 140, 148).contains(at))
+                QCOMPARE(front.surface().pixel(at),
+                         Composed(FrameStem(f, bird.speedX() > 0 ? 1 : -1)));
         }
     }
 
@@ -139,7 +132,6 @@ class BirdTest : public QObject {
         QTest::newRow("explosion4mask.bmp") << "/Graphics/explosion4mask.bmp" << 2;
         QTest::newRow("Bird3.wav") << "/Sounds/Bird3.wav" << -1;
     }
-
     void missingFilesAreReported() {
         QFETCH(QString, missing);
         QFETCH(int, reports);

@@ -2,6 +2,7 @@
 #include "modBirds.h"
 #include "modGame.h"
 
+#include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
 #include <cmath>
@@ -11,14 +12,16 @@
 using namespace modGame;
 using namespace TestAssets;
 using Bar = GameWindow::Bar;
+using Bars = std::map<Bar, float>;
+using Buttons = std::map<int, int>;
 
 // A stand-in main window recording what the engine shows on it and, with the game state at
 // the time, which windows it opens.
 struct TestWindow : GameWindow {
     PictureBox screen, buffer;
     QTimer timer;
-    std::map<Bar, float> bars;
-    std::map<int, int> buttons;
+    Bars bars;
+    Buttons buttons;
     QString panel;
     QStringList calls;
 
@@ -46,24 +49,101 @@ class GameTest : public QObject {
     QStringList messages;
     TestWindow w;
 
-    // A fresh title state as after start-up, set up by its first tick.
-    void ToTitle() {
-        GameState = StateTitle;
-        TitleReady = runtime::False;
-        TickCount = 0;
-        TimerInterval = 50;
-        GameTimer->setInterval(50);
-        GameTick();
-        w.calls.clear();
-        SilenceAll();
+    // The counters as a step finds them.
+    struct Before {
+        Long state = GameState, score = Score;
+        Integer bullets = Bullets, birds = BirdsLeft;
+        bool sound = SoundEnabled == runtime::True, playing = GameState == StatePlaying;
+    };
+    int shots[3] = {}, overs = 0; // shots that missed, hit one bird, hit more
+
+    // What the play field must show: the background, the birds in slot order, the title over
+    // them.
+    static QImage Field(bool title) {
+        QImage field(600, 400, QImage::Format_RGB32);
+        field.fill(ColourOf("\\Graphics\\BackGround.bmp"));
+        QPainter g(&field);
+        const auto layer = [&](const QRect& at, const QString& stem) {
+            g.setCompositionMode(QPainter::RasterOp_SourceAndDestination);
+            g.fillRect(at, QColor(ColourOf(stem + "mask.bmp")));
+            g.setCompositionMode(QPainter::RasterOp_SourceOrDestination);
+            g.fillRect(at, QColor(ColourOf(stem + ".bmp")));
+        };
+        for (const auto& b : Birds)
+            if (const int f = b->frame(); b->exist() == runtime::True)
+                layer(QRect(b->posX(), b->posY(), 140, 148), FrameStem(f, b->direction()));
+        if (title) layer(QRect(76, 13, 432, 31), "\\Graphics\\title");
+        return field;
     }
 
-    // A fresh game with `birds` launched into the first slots.
-    void ToPlaying(int birds = 0) {
-        ToTitle();
-        Go();
-        for (int i = 0; i < birds; ++i)
-            LaunchBird();
+    // A tick: a point every 5th playing tick and a bullet, with its sound, every 30th while the
+    // gun is not full; the game over on the tick after the tenth bird flies; the title's own
+    // counters; the status shown every 5th tick as it stood before it; now and then the whole
+    // field.
+    void Tick(bool lookAtTheField) {
+        const Before b;
+        w.calls.clear(), w.bars.clear(), w.buttons.clear();
+        if ((TickCount + 1) % 30 == 0) SilenceAll();
+        GameTick();
+        const bool over = !w.calls.isEmpty();
+        overs += over;
+        QVERIFY(!over || w.calls == QStringList{"showGameOver @2"});
+        if (TickCount % 5 == 0)
+            QVERIFY(w.panel == "2:" + QString::number(b.score) &&
+                    w.bars == (Bars{{Bar::Speed, 90 - TimerInterval},
+                                    {Bar::Birds, b.birds},
+                                    {Bar::Bullets, b.bullets}}) &&
+                    w.buttons == (Buttons{{b.playing                ? 1
+                                           : b.state == StatePaused ? 2
+                                                                    : 3,
+                                           1},
+                                          {10, b.sound}}));
+        QVERIFY(TickCount % 5 == 0 || w.bars.empty());
+        if (b.playing)
+            QVERIFY(over == (b.birds >= 10) && GameState == (over ? StateTitle : StatePlaying) &&
+                    Score == b.score + (TickCount % 5 == 0) &&
+                    Bullets == b.bullets + (TickCount % 30 == 0 && b.bullets < 10) &&
+                    (TickCount % 30 || Playing(*GunCock) == (b.sound && Bullets > b.bullets)));
+        if (over) return;
+        if (GameState == StateTitle) QVERIFY(Score == 0 && Bullets == 10 && BirdsLeft == 1);
+        QCOMPARE(w.screen.mousePointer(), GameState == StatePlaying ? 99 : 12);
+        if (lookAtTheField) QVERIFY(w.screen.surface() == Field(GameState == StateTitle));
+    }
+
+    // A shot: every flying bird whose box holds the point is hit and gives its bullet back; a
+    // hit stops the shot's own sound; only a game makes a sound.
+    void Shot(int x, int y) {
+        const Before b;
+        const int under = int(std::count_if(Birds.begin(), Birds.end(), [&](auto& bird) {
+            return bird->state() == clsBird::Flying &&
+                   QRect(bird->posX() + 45, bird->posY() + 50, 54, 51).contains(x, y);
+        }));
+        SilenceAll();
+        Shoot(Integer(x), Integer(y));
+        const bool fired = b.playing && b.bullets > 0;
+        const int hit = fired ? under : 0;
+        shots[std::min(hit, 2)] += fired;
+        QVERIFY(Score == b.score + 50 * hit && BirdsLeft == b.birds - hit &&
+                Bullets == (fired ? std::min(b.bullets - 1 + hit, 10) : b.bullets));
+        QVERIFY(Playing(*GunFire) == (b.sound && fired && !hit) && !Playing(*GunCock) &&
+                Playing(*GunEmpty) == (b.sound && b.playing && !b.bullets) &&
+                (CountPlaying(modBirds::ExplosionSounds) > 0) == (b.sound && hit));
+    }
+
+    // A command: the state it leads to, a fresh game from the title, and a stopped game's score
+    // offered to the score table.
+    void Command(void (*act)()) {
+        const Before b;
+        w.calls.clear();
+        act();
+        const bool fresh = act == Go && b.state == StateTitle;
+        QVERIFY(Score == (fresh ? 0 : b.score) && Bullets == (fresh ? 10 : b.bullets));
+        QCOMPARE(GameState, act == StopGame ? StateTitle
+                            : act == Go     ? StatePlaying
+                                        : (act == PauseGame && b.playing ? StatePaused : b.state));
+        const QStringList offered{"NewHighScore " + QString::number(b.score) + " @0",
+                                  "displayScores @0", "showHiScores @0"};
+        QCOMPARE(w.calls, act == StopGame && b.state != StateTitle ? offered : QStringList());
     }
 
   private slots:
@@ -73,133 +153,64 @@ class GameTest : public QObject {
         w.screen.setPicture(LoadPicture(dir.path() + "/Graphics/BackGround.bmp"));
         w.buffer.setPicture(QImage(600, 400, QImage::Format_RGB32));
         Window = &w;
+        TimerInterval = 50;
         InitGame();
         // InitGame seeds from the clock; the tests want the same run every time.
         runtime::SeedRandom(20240611u);
     }
 
-    void statusShowsTheCountersEveryFifthTick() {
-        ToTitle();
-        for (int i = 2; i <= 4; ++i)
-            GameTick();
-        QVERIFY(w.bars.empty());
-        GameTick();
-        QVERIFY(w.bars ==
-                (std::map<Bar, float>{{Bar::Speed, 40}, {Bar::Birds, 1}, {Bar::Bullets, 10}}));
-        QCOMPARE(w.panel, "2:0");
-        QVERIFY(w.buttons == (std::map<int, int>{{3, 1}, {10, 1}}));
-        Go();
-        SpeedUp();
-        ToggleSound();
-        for (int i = 0; i < 5; ++i)
-            GameTick();
-        QCOMPARE(w.bars[Bar::Speed], 43.0f);
-        QVERIFY(w.buttons == (std::map<int, int>{{1, 1}, {3, 1}, {10, 0}}));
-        PauseGame();
-        ToggleSound();
-        for (int i = 0; i < 5; ++i)
-            GameTick();
-        QVERIFY(w.buttons == (std::map<int, int>{{1, 1}, {2, 1}, {3, 1}, {10, 1}}));
+    void speedKeepsWithinTwentyAndSeventy() {
+        QList<int> speeds;
+        for (int i = 0; i < 31; ++i)
+            speeds << ((i < 12 ? SpeedUp() : SlowDown()), GameTimer->interval());
+        QCOMPARE(speeds, (QList<int>{47, 44, 41, 38, 35, 32, 29, 26, 23, 20, 20, 20, 23, 26, 29, 32,
+                                     35, 38, 41, 44, 47, 50, 53, 56, 59, 62, 65, 68, 70, 70, 70}));
     }
 
-    void everyStateTransition() {
-        // Each command, the state it leaves and whether the counters are fresh (a new game's or
-        // the title's) rather than the 321 points and 3 bullets set before it.
-        const std::tuple<void (*)(), Long, bool> steps[] = {
-            {PauseGame, StateTitle, false},  {StopGame, StateTitle, false},
-            {Go, StatePlaying, true},        {Go, StatePlaying, false},
-            {PauseGame, StatePaused, false}, {PauseGame, StatePaused, false},
-            {GameTick, StatePaused, false},  {Go, StatePlaying, false},
-            {StopGame, StateTitle, false},   {GameTick, StateTitle, true},
-            {Go, StatePlaying, true},        {PauseGame, StatePaused, false},
-            {StopGame, StateTitle, false},
-        };
-        const QStringList offered{"NewHighScore 321 @0", "displayScores @0", "showHiScores @0"};
-        ToTitle();
-        for (const auto& [act, state, fresh] : steps) {
-            const Long before = GameState;
-            Score = 321;
-            Bullets = 3;
-            w.calls.clear();
-            act();
-            QCOMPARE(GameState, state);
-            QCOMPARE(Score, fresh ? 0 : 321);
-            QCOMPARE(Bullets, fresh ? 10 : 3);
-            if (GameState != StateTitle || fresh)
-                QCOMPARE(w.screen.mousePointer(), GameState == StatePlaying ? 99 : 12);
-            // Stopping a game offers its score and shows the score windows.
-            const bool stopped = act == StopGame && before != StateTitle;
-            QCOMPARE(w.calls, stopped ? offered : QStringList());
-        }
-    }
-
-    void shots_data() {
-        QTest::addColumn<Long>("state");
-        QTest::addColumn<int>("bullets");
-        QTest::addColumn<bool>("exploding");
-        QTest::addColumn<int>("after");
-        QTest::addColumn<int>("points");
-        QTest::newRow("two birds, full gun") << StatePlaying << 10 << false << 10 << 100;
-        QTest::newRow("two birds, nine") << StatePlaying << 9 << false << 10 << 100;
-        QTest::newRow("two birds, five") << StatePlaying << 5 << false << 6 << 100;
-        QTest::newRow("exploding birds") << StatePlaying << 10 << true << 9 << 0;
-        QTest::newRow("empty gun") << StatePlaying << 0 << false << 0 << 0;
-        QTest::newRow("paused") << StatePaused << 10 << false << 10 << 0;
-        QTest::newRow("paused, empty gun") << StatePaused << 0 << false << 0 << 0;
-        QTest::newRow("title") << StateTitle << 10 << false << 10 << 0;
-    }
-
-    // Two birds under the shot, the second a copy of the first, a third elsewhere.
-    void shots() {
-        QFETCH(Long, state);
-        QFETCH(int, bullets);
-        QFETCH(bool, exploding);
-        QFETCH(int, after);
-        QFETCH(int, points);
-        ToPlaying(3);
+    // From start-up on: a full gun that hits two birds at once, then random shots and commands
+    // between MORVEL_SOAK_TICKS ticks, each step held to the rules.
+    void rulesHoldOverManyTicks() {
+        const int set = qEnvironmentVariableIntValue("MORVEL_SOAK_TICKS");
+        const int ticks = set > 0 ? set : 100000;
+        static void (*const commands[])() = {Go,      Go,       PauseGame, ToggleSound,
+                                             SpeedUp, SlowDown, StopGame};
+        Tick(true);
+        Command(Go);
+        LaunchBird(), LaunchBird();
         *Birds[1] = *Birds[0];
-        const Integer x = Integer(Birds[0]->posX() + 71), y = Integer(Birds[0]->posY() + 75);
-        // The third enters anew while a copy of it would be hit.
-        for (clsBird probe = *Birds[2]; probe.hit(x, y) == runtime::True; probe = *Birds[2]) {
-            Birds[2]->Zero();
-            Birds[2]->appear();
+        Shot(Birds[0]->posX() + 70, Birds[0]->posY() + 75);
+        QCOMPARE(shots[2], 1);
+        std::mt19937 pick(4711u);
+        for (int t = 0; t < 2 * ticks && !QTest::currentTestFailed(); ++t) {
+            const unsigned r = pick() % 2000;
+            if (t % 2) {
+                Tick(t % 2002 == 1);
+            } else if (r < 100) {
+                // Aim at a random bird's box half of the time, anywhere otherwise.
+                const auto& bird = *Birds[pick() % 10];
+                const bool aim = pick() % 2 == 0 && bird.exist() == runtime::True;
+                Shot(aim ? bird.posX() + 45 + int(pick() % 54) : int(pick() % 600),
+                     aim ? bird.posY() + 50 + int(pick() % 51) : int(pick() % 400));
+            } else if (r < 107) {
+                Command(commands[r - 100]);
+            }
+            const auto flying = std::count_if(
+                Birds.begin(), Birds.end(), [](auto& b) { return b->state() == clsBird::Flying; });
+            QVERIFY2(BirdsLeft == flying && Bullets >= 0 && Bullets <= 10 && TimerInterval >= 20 &&
+                         TimerInterval <= 70 && GameTimer->interval() == TimerInterval,
+                     qPrintable(QString("step %1").arg(t)));
         }
-        if (exploding) Shoot(x, y);
-        const Long score = Score = 1000;
-        Bullets = Integer(bullets);
-        GameState = state;
-        SilenceAll();
-        Shoot(x, y);
-        QCOMPARE(Bullets, after);
-        QCOMPARE(Score, score + points);
-        QCOMPARE(BirdsLeft, exploding || points > 0 ? 1 : 3);
-        // A hit stops the shot's own sound; the explosion plays on. Only a game makes a sound.
-        QCOMPARE(Playing(*GunFire), state == StatePlaying && bullets > 0 && points == 0);
-        QCOMPARE(Playing(*GunEmpty), state == StatePlaying && bullets == 0);
-        QCOMPARE(CountPlaying(modBirds::ExplosionSounds) > 0, points > 0);
-        QVERIFY(!Playing(*GunCock));
+        QVERIFY(overs > 0 && shots[0] > 0 && shots[1] > 0 && shots[2] > 1);
+        QCOMPARE(messages, QStringList());
     }
 
-    void theTenthBirdEndsTheGameOnTheNextTick() {
-        for (bool hitInBetween : {false, true}) {
-            ToPlaying();
-            Score = 98000; // every playing tick launches while a slot is free
-            for (int i = 1; i <= 10; ++i)
-                GameTick();
-            QVERIFY(BirdsLeft == 10 && GameState == StatePlaying);
-            if (hitInBetween) Shoot(Integer(Birds[3]->posX() + 70), Integer(Birds[3]->posY() + 75));
-            GameTick();
-            QCOMPARE(w.calls, hitInBetween ? QStringList() : QStringList{"showGameOver @2"});
-            QCOMPARE(GameState, hitInBetween ? StatePlaying : StateTitle);
-        }
-    }
-
+    // A playing tick launches a bird with the chance (Score / 100 + 20) / 1000 while a slot is
+    // free.
     void birdsAreLaunchedAtTheScoresRate() {
-        ToPlaying();
+        Go();
         for (int score : {0, 150, 30000, 98000}) {
-            const int n = 10000;
             int launched = 0;
-            for (int i = 0; i < n; ++i) {
+            for (int i = 0; i < 2500; ++i) {
                 for (auto& bird : Birds)
                     bird->Zero();
                 BirdsLeft = 0;
@@ -208,69 +219,9 @@ class GameTest : public QObject {
                 launched += BirdsLeft;
             }
             const double p = std::min(1.0, (score / 100.0 + 20) / 1000.0);
-            QVERIFY2(std::abs(launched - n * p) <= 5 * std::sqrt(n * p * (1 - p)),
+            QVERIFY2(std::abs(launched - 2500 * p) <= 5 * std::sqrt(2500 * p * (1 - p)),
                      qPrintable(QString("score %1: %2 launched").arg(score).arg(launched)));
         }
-    }
-
-    void speedStaysWithinTwentyAndSeventy() {
-        ToTitle();
-        QList<int> seen;
-        for (int i = 0; i < 21; ++i) {
-            i < 12 ? SpeedUp() : SlowDown();
-            QCOMPARE(GameTimer->interval(), int(TimerInterval));
-            seen << TimerInterval;
-            if (i == 11) TimerInterval = 50;
-        }
-        QCOMPARE(seen, (QList<int>{47, 44, 41, 38, 35, 32, 29, 26, 23, 20, 20,
-                                   20, 53, 56, 59, 62, 65, 68, 70, 70, 70}));
-    }
-
-    // Random shots and commands; MORVEL_SOAK_TICKS sets the number of ticks.
-    void invariantsHoldOverManyTicks() {
-        const int set = qEnvironmentVariableIntValue("MORVEL_SOAK_TICKS");
-        const int ticks = set > 0 ? set : 100000;
-        static void (*const commands[])() = {Go,      Go,       PauseGame, ToggleSound,
-                                             SpeedUp, SlowDown, StopGame};
-        std::mt19937 pick(4711u);
-        int hits = 0;
-        Long lastScore = 0;
-        bool inGame = false;
-        // Empty when every invariant holds; a score may fall only as a game starts.
-        const auto broken = [&]() -> QString {
-            const bool fell = inGame && GameState != StateTitle && Score < lastScore;
-            inGame = GameState != StateTitle;
-            lastScore = Score;
-            const auto flying = std::count_if(Birds.begin(), Birds.end(), [](const auto& bird) {
-                return bird->state() == clsBird::Flying;
-            });
-            if (BirdsLeft != flying) return "BirdsLeft";
-            if (Bullets < 0 || Bullets > 10) return "Bullets";
-            if (TimerInterval < 20 || TimerInterval > 70) return "TimerInterval";
-            if (GameTimer->interval() != TimerInterval) return "timer";
-            return fell ? "Score fell" : "";
-        };
-        ToTitle();
-        for (int t = 0; t < 2 * ticks; ++t) {
-            const unsigned r = pick() % 2000;
-            if (t % 2) {
-                GameTick();
-            } else if (r < 100) {
-                // Aim at a random bird's box half of the time, anywhere otherwise.
-                const auto& bird = *Birds[pick() % 10];
-                const bool aim = pick() % 2 == 0 && bird.exist() == runtime::True;
-                const Long before = Score;
-                Shoot(Integer(aim ? bird.posX() + 45 + int(pick() % 54) : int(pick() % 600)),
-                      Integer(aim ? bird.posY() + 50 + int(pick() % 51) : int(pick() % 400)));
-                hits += Score > before;
-            } else if (r < 107) {
-                commands[r - 100]();
-            }
-            const QString what = broken();
-            QVERIFY2(what.isEmpty(), qPrintable(QString("step %1: %2").arg(t).arg(what)));
-        }
-        QVERIFY(w.calls.contains("showGameOver @2") && hits > 0);
-        QCOMPARE(messages, QStringList());
     }
 };
 
