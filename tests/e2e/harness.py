@@ -211,15 +211,6 @@ class Game:
     def find(self, sprites, field, **k):
         return [p for s in sprites for p in s.find(field, **k)]
 
-    def strays(self, field, boxes):  # pixels unlike the background outside (x0, y0, x1, y1)
-        n = 0
-        for y in range(H):
-            a, b = field.row(y, 0, W), self.bg.row(y, 0, W)
-            if a != b:
-                n += sum(a[3 * x:3 * x + 3] != b[3 * x:3 * x + 3] and not any(
-                    x0 <= x < x1 and y0 <= y < y1 for x0, y0, x1, y1 in boxes) for x in range(W))
-        return n
-
     def shoot(self, x, y, button=1):
         self.click(self.fx + x, self.fy + y, button)
 

@@ -34,7 +34,12 @@ struct TestWindow : GameWindow {
     void setBarValue(Bar bar, float value) override { bars[bar] = value; }
     void setPanelText(int n, const QString& s) override { panel = QString::number(n) + ':' + s; }
     void setButtonValue(int position, int value) override { buttons[position] = value; }
-    void showGameOver() override { Log("showGameOver"); }
+    // Behind its box the lost game's birds are gone: the bare background.
+    void showGameOver() override {
+        QImage bare(screen.surface().size(), QImage::Format_RGB32);
+        bare.fill(ColourOf("\\Graphics\\BackGround.bmp"));
+        Log(screen.surface() == bare ? "showGameOver" : "showGameOver over the birds");
+    }
     void showHiScores() override { Log("showHiScores"); }
     void showInfo() override {}
     void showExit() override {}
