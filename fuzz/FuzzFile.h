@@ -2,7 +2,7 @@
 // Shared by the targets: a headless application, the input as a file in a private directory,
 // message boxes counted instead of shown, and a failed property reported as a crash.
 
-#include "runtime.h"
+#include "runtimetest.h"
 
 #include <QApplication>
 #include <QDir>

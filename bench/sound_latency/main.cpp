@@ -7,6 +7,7 @@
 #include "Sound.h"
 #include "dstest.h"
 #include "modSound.h"
+#include "runtimetest.h"
 
 #include <QCoreApplication>
 #include <QFile>

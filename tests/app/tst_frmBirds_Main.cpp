@@ -5,6 +5,7 @@
 #include "frmHiScores.h"
 #include "frmInfo.h"
 #include "modGame.h"
+#include "runtimetest.h"
 
 #include <QLabel>
 #include <QLayout>

@@ -4,6 +4,7 @@
 
 #include "DSound.h"
 #include "Sound.h"
+#include "runtimetest.h"
 
 #include <QImage>
 #include <QStringList>

@@ -1,6 +1,6 @@
 #include "frmExit.h"
 #include "frmInfo.h"
-#include "runtime.h"
+#include "runtimetest.h"
 
 #include <QDesktopServices>
 #include <QLabel>

@@ -2,6 +2,7 @@
 #include "MemoryDC.h"
 #include "gdi.h"
 #include "picturebox.h"
+#include "runtimetest.h"
 
 #include <QBuffer>
 #include <QPainter>

@@ -2,6 +2,7 @@
 // once on two screens of different factors, where the window moves from one to the other.
 
 #include "frmBirds_Main.h"
+#include "runtimetest.h"
 
 #include <QApplication>
 #include <QDebug>

@@ -1,4 +1,4 @@
-#include "runtime.h"
+#include "runtimetest.h"
 
 #include <QCoreApplication>
 #include <QTest>

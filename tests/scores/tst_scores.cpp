@@ -1,7 +1,7 @@
 #include "ScoreFile.h"
 #include "ScoreJournal.h"
 #include "frmHiScores.h"
-#include "runtime.h"
+#include "runtimetest.h"
 
 #include <QAction>
 #include <QLabel>

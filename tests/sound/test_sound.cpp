@@ -2,6 +2,7 @@
 #include "Sound.h"
 #include "dstest.h"
 #include "modSound.h"
+#include "runtimetest.h"
 
 #include <QDir>
 #include <QTemporaryDir>

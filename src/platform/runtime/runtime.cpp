@@ -1,4 +1,4 @@
-#include "runtime.h"
+#include "runtimetest.h"
 
 #include <QApplication>
 #include <QFileInfo>

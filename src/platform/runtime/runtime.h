@@ -45,8 +45,6 @@ inline constexpr Long ErrInvalidPicture = 481;
 Single Rnd();
 // Seeds the generator from a value such as the seconds since midnight.
 void Randomize(Single seed);
-// Fixed seed, for reproducible runs.
-void SeedRandom(std::uint32_t seed);
 
 // Conversion to whole numbers: nearest, halves to the even neighbour; out of range is
 // the runtime's overflow error.
@@ -58,7 +56,6 @@ Single Timer();
 
 // Directory of the program file, without a trailing separator.
 QString AppPath();
-void SetAppPath(const QString& path); // tests point the program at a temporary tree
 // Joins the base directory and a relative name in the game's backslash form.
 QString JoinPath(const QString& base, const QString& relative);
 
@@ -77,20 +74,12 @@ void MsgBox(const QString& prompt, int style = vbOKOnly);
 // A modal input box; "" when cancelled.
 QString InputBox(const QString& prompt, const QString& title);
 
-// Tests answer message and input boxes without showing them.
-using MsgBoxHook = std::function<void(const QString& prompt, int style)>;
-using InputBoxHook = std::function<QString(const QString& prompt, const QString& title)>;
-void SetMsgBoxHook(MsgBoxHook hook); // empty: real boxes again
-void SetInputBoxHook(InputBoxHook hook);
-
 // Thrown by End() when the end hook returns, so that no further code of the caller runs.
 struct ProgramEnded {};
 
 // Ends the program at once with the exit status given: no further handler runs. Tests replace
 // the hook; when it returns, End() throws ProgramEnded, which Guard() swallows.
 [[noreturn]] void End(int status = 0);
-using EndHook = std::function<void(int status)>;
-void SetEndHook(EndHook hook); // empty: the real end again
 
 // Every event-loop entry runs through this: an unhandled run-time error is reported in a
 // message box and ends the program with status 1.
