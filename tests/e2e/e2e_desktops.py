@@ -1,15 +1,13 @@
 #!/usr/bin/env python3
 """usage: e2e_desktops.py RUN_DIR [COMPOSITOR...]. Starts the game as a desktop starts it (a
-Wayland session, the desktop's name, WAYLAND_DISPLAY and DISPLAY set, no platform chosen) under
-each desktop's compositor, nested in a private Xvfb and run by a user made for the test, at
-scales 1 and 2, and plays the same short scenario: framed as that desktop should frame it, the
-field crisp, a bird hit, the exit dialog over the main window and modal, closing asks. A desktop
-that cannot run here is left out with the reason; exit status 77 (skipped) when none can.
-E2E_SHOTS_DIR=DIR saves screenshots of the main window and the exit dialog on each desktop at
-scale 1."""
+Wayland session, WAYLAND_DISPLAY and DISPLAY set, no platform chosen) under each desktop's
+compositor, nested in a private Xvfb and run by a user made for the test, at scales 1 and 2:
+framed as that desktop should frame it, a bird hit, the exit dialog over the main window and
+modal, closing asks. A desktop that cannot run here is left out with the reason; exit status 77
+(skipped) when none can. E2E_SHOTS_DIR=DIR saves the main window and the exit dialog at scale 1."""
 import glob, os, pwd, shutil, subprocess, sys, tempfile, time
 
-from harness import H, MAIN, SHOTS, W, Game, aim_and_hit, check, copy_run, poll
+from harness import H, MAIN, SHOTS, W, Game, aim_and_hit, check, copy_run, launch, poll, sh
 
 # compositor: the session's desktop name and the platform the game should take there. Mutter
 # draws no title bars for Wayland clients: the game goes through Xwayland.
@@ -26,29 +24,25 @@ def as_user(user, args, env):  # args run as user with nothing but env
             "-i", *[f"{k}={v}" for k, v in env.items()], *args]
 
 
-def start(user, args, env, log):  # in a session of its own
-    return subprocess.Popen(as_user(user, args, env), cwd="/", stdout=open(log, "w"),
-                            stderr=subprocess.STDOUT, start_new_session=True)
-
-
 def nest(g, kind, user, work):  # the compositor in g's X server; returns its clients' env
-    k, xdg, log = g.k, f"{work}/xdg-{kind}-{g.k}", f"{work}/{kind}.log"
+    xdg, log = f"{work}/xdg-{kind}-{g.k}", f"{work}/{kind}.log"
     os.mkdir(xdg, 0o700)
     os.chown(xdg, user.pw_uid, user.pw_gid)
     env = {"PATH": "/usr/bin:/bin", "HOME": user.pw_dir, "XDG_RUNTIME_DIR": xdg,
            "DISPLAY": g.env["DISPLAY"]}
     if kind == "mutter":
-        env.update(MUTTER_DEBUG_DUMMY_MODE_SPECS=g.size, MUTTER_DEBUG_DUMMY_MONITOR_SCALES=str(k))
+        env.update(MUTTER_DEBUG_DUMMY_MODE_SPECS="%dx%d" % tuple(g.size),
+                   MUTTER_DEBUG_DUMMY_MONITOR_SCALES=str(g.k))
         args = ["mutter", "--wayland", "--nested", "--wayland-display=wl-morvel"]
     else:  # a copy without the file capability a container may refuse, named as its platform
         # plugin requires; its size in logical pixels
         os.makedirs(f"{work}/kwin", exist_ok=True)
         args = [shutil.copy("/usr/bin/kwin_wayland", f"{work}/kwin/"), "--x11-display",
                 env["DISPLAY"], "--socket", "wl-morvel", "--xwayland", "--no-lockscreen",
-                "--width", "800", "--height", "640", "--scale", str(k)]
-    g.desktop = start(user, ["dbus-run-session", "--", *args], env, log)
+                "--width", "800", "--height", "640", "--scale", str(g.k)]
+    g.desktop = launch(as_user(user, ["dbus-run-session", "--", *args], env), None, log)
 
-    def xwayland():  # the command line of the Xwayland it started: its display, mutter's key
+    def xwayland():  # the command line of the Xwayland it runs: its display, mutter's key to it
         for cmdline in glob.glob("/proc/[0-9]*/cmdline"):
             try:
                 args = open(cmdline, "rb").read().decode().split("\0")
@@ -57,8 +51,8 @@ def nest(g, kind, user, work):  # the compositor in g's X server; returns its cl
             except OSError:
                 pass
     try:
-        args = poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/wl-morvel") and xwayland(), 15,
-                    0.1)
+        args = poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/wl-morvel") and xwayland(),
+                    15, 0.1)
     except AssertionError:
         raise Unavailable(f"{kind} did not come up: " + open(log).read()[-600:])
     env.update(WAYLAND_DISPLAY="wl-morvel", DISPLAY=args[1])
@@ -77,19 +71,15 @@ def changed(a, b):  # bounding box (x0, y0, x1, y1) of the pixels that differ, o
     return box
 
 
-def settled(g, what, probe):  # a screen that stays the same and satisfies probe
-    last = [None]
-
-    def attempt():
-        shot = g.grab(raw=True)
-        same, last[0] = last[0] is not None and shot.data == last[0].data, shot
-        return same and probe(shot) and shot
-    return poll(what, attempt, 5, 0.2)
+def settled(g, what, probe=bool):  # a screen that stays the same and satisfies probe
+    shots = [g.grab(raw=True)]
+    return poll(what, lambda: shots.append(g.grab(raw=True)) or shots[-1].data == shots[-2].data
+                and probe(shots[-1]) and shots[-1], 5, 0.2)
 
 
-def framed(g, kind, xw, empty):  # returns the main window's box, frame and all
+def framed(g, kind, xw):  # on the platform the desktop frames, with the frame it offers
     g.locate()
-    k, maps = g.k, open(f"/proc/{g.proc.pid}/maps").read()
+    maps = open(f"/proc/{g.proc.pid}/maps").read()
     platform = "xcb" if "libqxcb" in maps else "wayland" if "libqwayland" in maps else "?"
     check(platform == DESKTOPS[kind][1] and "bradient" not in maps,
           f"on {platform}, no title bar drawn by the toolkit: the compositor frames the game")
@@ -98,45 +88,30 @@ def framed(g, kind, xw, empty):  # returns the main window's box, frame and all
         allowed = xw("xprop", "-id", win, "_NET_WM_ALLOWED_ACTIONS")
         check("CLOSE" in allowed and "MAXIMIZE" not in allowed and "MINIMIZE" not in allowed,
               "the title bar offers close only")
-        geometry = lambda: xw("xwininfo", "-id", win).split("Depth")[0]
-        before, top = geometry(), int(xw("xprop", "-id", win, "_NET_FRAME_EXTENTS").split(",")[2])
-        x = [int(l.split(":")[1]) for l in before.splitlines() if "Absolute upper-left" in l]
-        g.x("xdotool", "mousemove", str(x[0] + 200 * k), str(x[1] - top // 2), "click", "--repeat",
-            "2", "--delay", "80", "1")
-        time.sleep(0.8)
-        check(geometry() == before, "a double click on the title bar maximizes nothing")
-    raw = g.grab(raw=True)
-    rows = [raw.row(g.phase[1] + k * g.fy + j, g.phase[0] + k * g.fx, k * W) for j in range(k * H)]
-    whole = lambda row: all(row[c::3 * k] == row[c + 3 * i::3 * k]
-                            for c in range(3) for i in range(1, k))
-    check(all(whole(r) and r == rows[i - i % k] for i, r in enumerate(rows)),
-          f"every field pixel a uniform {k} x {k} block")
-    return changed(empty, raw)
 
 
-def dialogs(g, main, name):
+def dialogs(g, main, name):  # the exit dialog over the main window, modal, and closing asks
     k, (w, h) = g.k, EXIT_SIZE
     g.keys("alt+g", "p")
     time.sleep(0.3)
     frozen = g.field()
     time.sleep(0.5)
     check(g.field().data == frozen.data, "paused: the play field stands still")
-    g.keys()
     before = g.grab(raw=True)
     field = lambda shot: shot.crop(g.phase[0] + k * g.fx, g.phase[1] + k * g.fy, k * W, k * H)
-    big = lambda box: box and box[2] - box[0] >= k * w and box[3] - box[1] >= k * h
 
     def shown(keys, what):  # the dialog over the field, the main window's frame aside
         g.keys(*keys)
-        shot = settled(g, f"{what}: a dialog over the field",
-                       lambda s: big(changed(field(before), field(s))))
+        shot = settled(g, f"{what}: a dialog over the field", lambda s: (
+            box := changed(field(before), field(s))) and box[2] - box[0] >= k * w
+            and box[3] - box[1] >= k * h)
         box = changed(before, shot)
         check(main[0] <= box[0] and main[1] <= box[1] and box[2] <= main[2] and box[3] <= main[3],
               f"{what}: everything that changed {box} is inside the main window {main}")
         return shot
     shot = shown(("alt+g", "e"), "Game > Exit")
     if SHOTS and k == 1:
-        shot.save(f"{SHOTS}/screenshot-{name}-exit.png", *pad(main))
+        shot.crop(*pad(main)).save(f"{SHOTS}/screenshot-{name}-exit.png")
     g.click(g.fx + 10, g.fy + 390)  # the main window, away from the dialog
     g.keys()
     time.sleep(0.5)
@@ -153,30 +128,30 @@ def dialogs(g, main, name):
     check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
 
 
-def pad(box):
-    return box[0] - 8, box[1] - 8, box[2] + 8, box[3] + 8
+def pad(box):  # x, y, width and height of a box and 8 pixels around it
+    return box[0] - 8, box[1] - 8, box[2] - box[0] + 16, box[3] - box[1] + 16
 
 
 def play(run_dir, user, kind, k, work):
-    g, (name, _) = Game(run_dir, f"{800 * k}x{640 * k}", k), DESKTOPS[kind]
+    g, name = Game(run_dir, f"{800 * k}x{640 * k}", k), DESKTOPS[kind][0]
     try:
         env = nest(g, kind, user, work)
         xw = lambda *args, data=None: subprocess.run(
-            as_user(user, args, env), input=data, capture_output=True).stdout
-        # The session's scale, as GNOME and Plasma tell their X clients
-        xw("xrdb", "-merge", data=b"Xft.dpi: %d\n" % (96 * k))
+            as_user(user, args, env), input=data, capture_output=True).stdout.decode()
+        xw("xrdb", "-merge", data=b"Xft.dpi: %d\n" % (96 * k))  # the session's scale, as
+        # GNOME and Plasma tell their X clients
         g.keys()  # parks the pointer, in the corner of the compositor's output
-        empty = settled(g, "the empty desktop", lambda shot: True)
-        g.proc = start(user, [f"{run_dir}/morvel-birds"], dict(
-            env, XDG_SESSION_TYPE="wayland", XDG_CURRENT_DESKTOP=name, ALSOFT_DRIVERS="null"),
-            f"{work}/program.log")
-        main = framed(g, kind, lambda *a: xw(*a).decode(), empty)
-        # at the slowest speed: the compositor shows each frame a little late
-        g.keys(*["alt+o", "d"] * 7)
+        empty = settled(g, "the empty desktop")
+        g.proc = launch(as_user(user, [f"{run_dir}/morvel-birds"], dict(
+            env, XDG_SESSION_TYPE="wayland", XDG_CURRENT_DESKTOP=name, ALSOFT_DRIVERS="null")),
+            None, f"{work}/program.log")
+        framed(g, kind, xw)
+        main = changed(empty, g.grab(raw=True))
+        g.keys(*["alt+o", "d"] * 7)  # the slowest speed: the compositor shows each frame late
         g.go()
         check(hit := aim_and_hit(g, 20), "a click on a bird hits it")
         if SHOTS and k == 1:
-            hit[0].save(f"{SHOTS}/screenshot-{name.lower()}.png", *pad(main))
+            hit[0].crop(*pad(main)).save(f"{SHOTS}/screenshot-{name.lower()}.png")
         dialogs(g, main, name.lower())
     except AssertionError:
         g.grab(raw=True).save(f"{work}/failure-{kind}-{k}.png")
@@ -187,8 +162,8 @@ def play(run_dir, user, kind, k, work):
 
 
 def main():
-    if os.geteuid() != 0:
-        print("skipped: needs root to create the user that runs the compositors (they refuse root)")
+    if os.geteuid():
+        print("skipped: needs root, to make the user that runs the compositors (they refuse root)")
         return 77
     if missing := [t for t in ("Xvfb", "Xwayland", "xdotool", "xprop", "xrdb", "import",
                                "useradd", "dbus-run-session") if not shutil.which(t)]:
@@ -196,36 +171,25 @@ def main():
         return 77
     work, name, results = tempfile.mkdtemp(prefix="morvel-desktops-"), f"morvel-e2e-{os.getpid()}", []
     os.chmod(work, 0o755)
-    subprocess.run(["useradd", "--create-home", "--home-dir", f"{work}/home", "--shell",
-                    "/bin/false", name], check=True)
-    user = pwd.getpwnam(name)
-    copy_run(sys.argv[1], f"{work}/run")
-    subprocess.run(["chown", "-R", f"{user.pw_uid}:{user.pw_gid}", f"{work}/run"], check=True)
+    sh("useradd", "--create-home", "--home-dir", f"{work}/home", "--shell", "/bin/false", name)
+    sh("chown", "-R", f"{name}:", copy_run(sys.argv[1], f"{work}/run"))
     try:
-        for kind in sys.argv[2:] or DESKTOPS:
-            for k in (1, 2):
-                print(f"== {kind} at scale {k}", flush=True)
-                t = time.monotonic()
-                try:
-                    if not shutil.which(kind):
-                        raise Unavailable(f"{kind} is not installed")
-                    play(f"{work}/run", user, kind, k, work)
-                    result = "passed"
-                except Unavailable as e:
-                    result = f"left out: {e}"
-                except Exception as e:  # noqa: BLE001 - one desktop's fault, the others still run
-                    result = f"FAILED: {type(e).__name__}: {e}"
-                results.append(f"{kind:13} scale {k}: {result} ({time.monotonic() - t:.1f} s)")
-                print(results[-1], flush=True)
+        for kind, k in ((kind, k) for kind in sys.argv[2:] or DESKTOPS for k in (1, 2)):
+            print(f"== {kind} at scale {k}", flush=True)
+            t = time.monotonic()
+            try:
+                if not shutil.which(kind):
+                    raise Unavailable(f"{kind} is not installed")
+                play(f"{work}/run", pwd.getpwnam(name), kind, k, work)
+                result = "passed"
+            except Unavailable as e:
+                result = f"left out: {e}"
+            except Exception as e:  # noqa: BLE001 - one desktop's fault, the others still run
+                result = f"FAILED: {type(e).__name__}: {e}"
+            results.append(f"{kind:13} scale {k}: {result} ({time.monotonic() - t:.1f} s)")
     finally:
-        mine = lambda: [p for p in glob.glob("/proc/[0-9]*") if os.path.exists(p) and
-                        os.stat(p).st_uid == user.pw_uid]
-        try:  # an Xwayland left by its compositor ends with it, a moment later
-            poll("the test user's processes ended", lambda: not mine(), 5, 0.1)
-        except AssertionError as e:
-            print(e)
         for p in glob.glob("/tmp/.X11-unix/X*") + glob.glob("/tmp/.X*-lock"):
-            if os.stat(p).st_uid == user.pw_uid:  # left by an Xwayland that was killed
+            if os.stat(p).st_uid == pwd.getpwnam(name).pw_uid:  # left by a killed Xwayland
                 os.remove(p)
         subprocess.run(["userdel", name])
     print("\n".join(results))

@@ -4,25 +4,23 @@ windows, sound, scores.dat and what a screen reader finds, then briefly again at
 1.25. E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
 import array, os, shutil, struct, subprocess, sys, tempfile, time
 
-from harness import H, MAIN, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, copy_run, found, poll
+from harness import (H, MAIN, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, copy_run, found,
+                     launch, poll, stop)
 
 NAME = "Ada Lovebird"
 rec = lambda name, points: struct.pack("<H", len(name)) + name + struct.pack("<i", points)
 table = lambda first, total: b"".join(  # ten ranked entries, a spare one and the checksum
     rec(*e) for e in [first] + [(b"No One", 0)] * 9 + [(b"", 0)]) + struct.pack("<i", total)
-FRESH = table((b"No One", 0), 5110)
 
 
 def start(run_dir, **env):  # the game, its sound written to run_dir/sound.wav
     g = Game(run_dir)
     g.wav, conf = f"{run_dir}/sound.wav", f"{run_dir}/alsoft.conf"
-    open(conf, "w").write(f"[general]\ndrivers=wave\n[wave]\nfile={g.wav}\n")
+    open(conf, "w").write(f"[wave]\nfile={g.wav}\n")
     os.mkdir(f"{run_dir}/xdg", 0o700)
-    env = dict(g.env, ALSOFT_CONF=conf, XDG_RUNTIME_DIR=f"{run_dir}/xdg", **env)
-    env.pop("ALSOFT_DRIVERS", None)
-    g.proc = subprocess.Popen([f"{run_dir}/morvel-birds"], cwd="/", env=env,
-                              stdout=open(f"{run_dir}/program.log", "w"),
-                              stderr=subprocess.STDOUT, start_new_session=True)
+    g.proc = launch([f"{run_dir}/morvel-birds"], dict(
+        g.env, ALSOFT_CONF=conf, ALSOFT_DRIVERS="wave", XDG_RUNTIME_DIR=f"{run_dir}/xdg", **env),
+        f"{run_dir}/program.log")
     return g
 
 
@@ -33,47 +31,18 @@ def clear_at(g, x, y):  # nothing but background within 48 pixels of a field pix
                for j in range(max(0, y - 48), min(H, y + 49), 4)) < 4
 
 
-def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, device pixels alike
-    g.locate()
-    x, y, w, h = g.geometry(g.win)
-    check(w in (604, 605) and g.fx - x in (2, 3) and 20 <= y + h - g.fy - 402 <= 40,
-          f"scale 1.25: the window fitted around the field and the status bar ({w} x {h})")
-    check(g.bullets() > 0.95, "scale 1.25: the bullets bar full length, over the field")
-    g.go()
-    # A press on the field's border is no shot, one on its edge is. A bird that flies in and is
-    # hit gives its bullet back, so a shot that seems lost is tried again.
-    for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True),
-                       (600, 0, False)):
-        poll("the gun full", lambda: g.bullets() > 0.95, 6)
-        for _ in range(3 if shot else 1):
-            poll(f"no bird over ({x}, {y})", lambda: clear_at(g, min(x, W - 1), min(y, H - 1)), 10)
-            before = g.bullets()
-            for _ in range(2 if shot else 1):  # two: a reload meanwhile gives back only one
-                g.shoot(x, y)
-            time.sleep(0.5)
-            if (after := g.bullets()) < before - 0.05:
-                break
-        check((after < before - 0.05) == shot, f"scale 1.25: a press at field pixel ({x}, {y}) "
-              f"{'shoots' if shot else 'is on the border'} (bullets {before:.2f} -> {after:.2f})")
-
-
 def title(g):
     scores = f"{g.dir}/scores.dat"
-    poll("a fresh scores.dat: ten No One at 0, checksum 5110",
-         lambda: os.path.exists(scores) and open(scores, "rb").read() == FRESH, 10)
+    poll("a fresh scores.dat: ten No One at 0, checksum 5110", lambda: os.path.exists(scores)
+         and open(scores, "rb").read() == table((b"No One", 0), 5110), 10)
     g.locate()
     poll("the title banner drawn exactly at (76, 13)",
          lambda: g.title.match(g.field(), *TITLE_AT)[0] == 1.0, 5)
     birds = poll("the demonstration bird in view",
                  lambda: [b for b in found(g.birds, g.field()) if 0 <= b[0] <= 460], 15)
     if SHOTS:
-        g.grab().save(f"{SHOTS}/screenshot-title.png", *box(g))
+        g.grab().crop(*g.geometry(g.win)).save(f"{SHOTS}/screenshot-title.png")
     poll("the demonstration bird flies", lambda: set(found(g.birds, g.field())) - set(birds), 3)
-
-
-def box(g):  # the main window's
-    x, y, w, h = g.geometry(g.win)
-    return x, y, x + w, y + h
 
 
 def read_aloud(g):  # a screen reader's view, through AT-SPI
@@ -81,10 +50,9 @@ def read_aloud(g):  # a screen reader's view, through AT-SPI
     app = poll("the game on the accessibility bus", lambda: next(
         (a for a in pyatspi.Registry.getDesktop(0) if a and a.name == MAIN), None), 10)
     every = lambda n: [n] + [d for c in n if c for d in every(c)]
-    menus = [n.name for n in every(app) if n.getRoleName() == "menu item"]
-    check(menus == ["Game", "Go!", "Pause", "Stop!", "High Scores", "Exit", "Options",
-                    "Increase Speed", "Decrease Speed", "Toggle Sound", "Help", "Info"],
-          "the menus and their items, in order")
+    check([n.name for n in every(app) if n.getRoleName() == "menu item"] == [
+        "Game", "Go!", "Pause", "Stop!", "High Scores", "Exit", "Options", "Increase Speed",
+        "Decrease Speed", "Toggle Sound", "Help", "Info"], "the menus and their items, in order")
     nodes = [n for n in every(app) if n.getState().contains(pyatspi.STATE_SHOWING)]
     role = lambda *roles: [n for n in nodes if n.getRoleName() in roles]
     buttons = lambda: [(n.getRoleName(), n.name, n.getState().contains(pyatspi.STATE_CHECKED))
@@ -110,7 +78,7 @@ def play(g):  # a real press hits, sounds, costs no bullet; a shot is heard unti
     if SHOTS:  # wait for a crowd, then hit one of it
         crowd = lambda: len(found(g.birds, g.field())) >= 3 and aim_and_hit(g, 3)
         poll("an explosion among birds", lambda: (h := crowd()) and len(h[1]) >= 2 and h[0],
-             60).save(f"{SHOTS}/screenshot-explosion.png", *box(g))
+             60).crop(*g.geometry(g.win)).save(f"{SHOTS}/screenshot-explosion.png")
     poll("the gun full", lambda: g.bullets() > 0.95, 5)
     check(aim_and_hit(g, 20, 3), "the right button: a bird hit explodes where it was")
     full = min(g.bullets() for _ in range(6))
@@ -133,32 +101,55 @@ def play(g):  # a real press hits, sounds, costs no bullet; a shot is heard unti
               f"{'sound off: a shot is silent' if quiet else 'a shot is heard'} (peak {peak:.5f})")
 
 
-def stop(g):  # the score offered to the table through the real name prompt
+def high_score(g):  # the score offered to the table through the real name prompt
     g.keys("alt+g", "s")
     prompt = g.window("New High Score!")
     g.x("xdotool", "windowfocus", "--sync", prompt, "type", "--delay", "25", NAME)
     g.keys("Return", wid=prompt)
-    hi = g.window("High Scores")
+    g.keys("Escape", wid=g.window("High Scores"))
     data = open(f"{g.dir}/scores.dat", "rb").read()
     pts = struct.unpack_from("<i", data, 2 + len(NAME))[0]
     total = sum(NAME.encode()) + pts + 9 * sum(b"No One")  # name bytes plus points of ten
     check(pts > 0 and data == table((NAME.encode(), pts), total),
           f"scores.dat: {NAME} first with {pts} points over nine No One, checksum {total}")
-    g.keys("Escape", wid=hi)
     g.window("High Scores", 3, gone=True)
     poll("the title again", lambda: g.title.match(g.field(), *TITLE_AT)[0] == 1.0, 3)
 
 
-def leave(g, yes):  # answers "Exit Game?!" by a press on its button, placed by its layout (twips)
-    g.keys("alt+g", "e")
-    x, y, _, _ = g.geometry(g.window("Exit Game?!"))
-    g.click(x + ((240 if yes else 2280) + 1812 // 2) // 12, y + (2280 + 372 // 2) // 12)
-    if yes:
-        poll("\"Yes!\" ends the program", lambda: g.proc.poll() is not None, 5)
-        return check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
-    g.window("Exit Game?!", 3, gone=True)
-    time.sleep(0.3)
-    check(g.proc.poll() is None, "\"No!\" keeps the game running")
+def leave(g):  # "Exit Game?!" answered No!, then Yes!, each button pressed where its layout
+    for left in (2280, 240):  # (in twips) puts it
+        g.keys("alt+g", "e")
+        x, y, _, _ = g.geometry(g.window("Exit Game?!"))
+        g.click(x + (left + 1812 // 2) // 12, y + (2280 + 372 // 2) // 12)
+        if left == 2280:
+            g.window("Exit Game?!", 3, gone=True)
+            time.sleep(0.3)
+            check(g.proc.poll() is None, "\"No!\" keeps the game running")
+    poll("\"Yes!\" ends the program", lambda: g.proc.poll() is not None, 5)
+    check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
+
+
+def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, device pixels alike
+    g.locate()
+    x, y, w, h = g.geometry(g.win)
+    check(w in (604, 605) and g.fx - x in (2, 3) and 20 <= y + h - g.fy - 402 <= 40,
+          f"scale 1.25: the window fitted around the field and the status bar ({w} x {h})")
+    g.go()
+    # A press on the field's border is no shot, one on its edge is. A bird that flies in and is
+    # hit gives its bullet back, so a shot that seems lost is tried again.
+    for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True),
+                       (600, 0, False)):
+        poll("the gun full", lambda: g.bullets() > 0.95, 6)
+        for _ in range(3 if shot else 1):
+            poll(f"no bird over ({x}, {y})", lambda: clear_at(g, min(x, W - 1), min(y, H - 1)), 10)
+            before = g.bullets()
+            for _ in range(2 if shot else 1):  # two: a reload meanwhile gives back only one
+                g.shoot(x, y)
+            time.sleep(0.5)
+            if (after := g.bullets()) < before - 0.05:
+                break
+        check((after < before - 0.05) == shot, f"scale 1.25: a press at field pixel ({x}, {y}) "
+              f"{'shoots' if shot else 'is on the border'} (bullets {before:.2f} -> {after:.2f})")
 
 
 def main():
@@ -167,17 +158,13 @@ def main():
     bus, bus_pid = subprocess.run(["dbus-daemon", "--session", "--fork", "--print-address=1",
                                    "--print-pid=1"], capture_output=True, text=True).stdout.split()
     os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
-    atspi = subprocess.Popen(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"],
-                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
-                             start_new_session=True)  # ended with the bus it starts
+    atspi = launch(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"], os.environ)
     try:
-        for run, env, steps in (
-                ("run", {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"}, (
-                    title, read_aloud, play, stop, lambda g: leave(g, False), lambda g: leave(g, True))),
-                ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
+        for run, env, steps in (("run", {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"},
+                                 (title, read_aloud, play, high_score, leave)),
+                                ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
             g and g.close()
-            copy_run(sys.argv[1], f"{work}/{run}")
-            g = start(f"{work}/{run}", **env)
+            g = start(copy_run(sys.argv[1], f"{work}/{run}"), **env)
             for step in steps:
                 step(g)
         shutil.rmtree(work, ignore_errors=True)
@@ -189,7 +176,7 @@ def main():
         return 1
     finally:
         g and g.close()
-        os.killpg(atspi.pid, 15), atspi.wait(), os.kill(int(bus_pid), 15)
+        stop(atspi), os.kill(int(bus_pid), 15)  # the accessibility bus ends with its launcher
 
 
 if __name__ == "__main__":

@@ -1,5 +1,5 @@
 """The end-to-end toolkit: a private X server, screenshots as PPM, the game's pictures found on
-screen, birds aimed at and hit, and the game driven through the server with xdotool."""
+screen, birds aimed at and hit, the game driven through the server with xdotool."""
 import os, re, shutil, signal, subprocess, time
 
 W, H, TITLE_AT, MAIN = 600, 400, (76, 13), "The Morvel Bird Game"
@@ -26,15 +26,24 @@ def sh(*args, env=None, data=None):
     return subprocess.run(args, env=env, input=data, capture_output=True, check=True).stdout
 
 
-def stop(proc):  # a process started in a session of its own, with everything it started
-    for sig in (signal.SIGTERM, signal.SIGKILL):
-        try:
-            os.killpg(proc.pid, sig)
-            return proc.wait(3)
-        except ProcessLookupError:
-            return proc.wait()
-        except subprocess.TimeoutExpired:
-            pass
+def stop(proc):  # a process started in a session of its own, and all it started
+    end = time.monotonic() + 3
+    try:
+        while True:
+            os.killpg(proc.pid, signal.SIGTERM if time.monotonic() < end else signal.SIGKILL)
+            proc.poll(), time.sleep(0.05)
+    except ProcessLookupError:
+        proc.wait()
+
+
+def launch(args, env, log=os.devnull):  # in a session of its own
+    return subprocess.Popen(args, cwd="/", env=env, stdout=open(log, "w"),
+                            stderr=subprocess.STDOUT, start_new_session=True)
+
+
+def copy_run(src, dst):  # the program and its assets, nothing a run left beside them
+    return shutil.copytree(src, dst, ignore=lambda d, names: [
+        n for n in names if d == src and n not in ("morvel-birds", "Graphics", "Sounds")])
 
 
 class Image:
@@ -49,18 +58,13 @@ class Image:
     def px(self, x, y):
         return self.row(y, x, 1)
 
-    def crop(self, x, y, w, h):
-        return Image(b"P6 %d %d 255\n" % (w, h) + b"".join(self.row(r, x, w) for r in
-                                                           range(y, y + h)))
+    def crop(self, x, y, w, h):  # clipped to the image
+        x1, y1, x, y = min(self.w, x + w), min(self.h, y + h), max(0, x), max(0, y)
+        rows = b"".join(self.row(r, x, x1 - x) for r in range(y, y1))
+        return Image(b"P6 %d %d 255\n" % (x1 - x, y1 - y) + rows)
 
-    def sample(self, k, x0, y0):  # every k-th pixel from (x0, y0)
-        w, h, out = (self.w - x0) // k, (self.h - y0) // k, bytearray()
-        for y in range(h):
-            row, px = self.row(y0 + k * y, x0, w * k), bytearray(3 * w)
-            for c in range(3):
-                px[c::3] = row[c::3 * k]
-            out += px
-        return Image(b"P6 %d %d 255\n" % (w, h) + out)
+    def save(self, path):
+        sh("convert", "ppm:-", path, data=b"P6 %d %d 255\n" % (self.w, self.h) + self.data)
 
     def finds(self, key):  # pixel positions where key starts
         i = self.data.find(key)
@@ -68,11 +72,6 @@ class Image:
             if i % 3 == 0:
                 yield divmod(i // 3, self.w)[::-1]
             i = self.data.find(key, i + 1)
-
-    def save(self, path, x0=0, y0=0, x1=1 << 30, y1=1 << 30):  # the part inside the box
-        x0, y0, x1, y1 = max(0, x0), max(0, y0), min(self.w, x1), min(self.h, y1)
-        part = self.crop(x0, y0, x1 - x0, y1 - y0)
-        sh("convert", "ppm:-", path, data=b"P6 %d %d 255\n" % (part.w, part.h) + part.data)
 
 
 def colours(seg):
@@ -82,9 +81,8 @@ def colours(seg):
 class Sprite:  # found by a run of its figure's pixels, confirmed by every step-th of the others
     def __init__(self, pic, mask, step=5, threshold=0.9, least=40):
         self.threshold, self.least = threshold, least
-        fig = [(x, y, pic.px(x, y)) for y in range(pic.h) for x in range(pic.w)
-               if mask.px(x, y) == b"\0\0\0"]
-        self.samples = fig[::step]
+        self.samples = [(x, y, pic.px(x, y)) for y in range(pic.h) for x in range(pic.w)
+                        if mask.px(x, y) == b"\0\0\0"][::step]
         n, x, self.ky = max((len(m[0]) // 3, m.start() // 3, y) for y in range(pic.h)
                             for m in re.finditer(rb"(?:\0\0\0)+", mask.row(y, 0, pic.w))
                             if colours(pic.row(y, m.start() // 3, len(m[0]) // 3)) > 3)
@@ -107,19 +105,19 @@ def found(sprites, img):
 
 class Game:
     """The game on a private X server of size, driven with xdotool. On a desktop (a compositor
-    nested in the server, drawing k device pixels a field pixel) the pictures and the presses
-    are still in the game's own pixels."""
+    nested in the server, drawing k device pixels a field pixel) the pictures and presses are
+    still in the game's own pixels."""
 
     def __init__(self, run_dir, size="1024x768", k=1):
         r, w = os.pipe()
         self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
                                       "-screen", "0", f"{size}x24"], pass_fds=(w,),
-                                     stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                     stderr=subprocess.DEVNULL, start_new_session=True)
         os.close(w)
         with os.fdopen(r) as pipe:
             self.env = dict(os.environ, DISPLAY=":" + pipe.readline().strip())
-        self.dir, self.size, self.k, self.phase, self.proc, self.desktop = run_dir, size, k, (0, 0), \
-            None, None
+        self.dir, self.size, self.k, self.phase = run_dir, [int(v) for v in size.split("x")], k, (0, 0)
+        self.proc = self.desktop = None
         pic = lambda n: Image(sh("convert", f"{run_dir}/Graphics/{n}.bmp", "-depth", "8", "ppm:-"))
         sprite = lambda n, *a: Sprite(pic(n), pic(n + "mask"), *a)
         self.bg, self.title = pic("BackGround"), sprite("title", 1)
@@ -127,17 +125,21 @@ class Game:
         self.booms = [sprite(f"explosion{n}", 5, 0.85, 20) for n in range(1, 6)]
 
     def close(self):
-        for proc in (self.proc, self.desktop):
+        for proc in (self.proc, self.desktop, self.xvfb):
             if proc:
                 stop(proc)
-        self.xvfb.terminate(), self.xvfb.wait()
 
     def x(self, *args):
         return subprocess.run(args, env=self.env, capture_output=True, text=True).stdout
 
-    def grab(self, raw=False):  # raw: in the server's own pixels
-        shot = Image(sh("import", "-window", "root", "-depth", "8", "ppm:-", env=self.env))
-        return shot if raw or self.k == 1 else shot.sample(self.k, *self.phase)
+    def grab(self, raw=False):  # raw: in the server's pixels, else in the game's
+        shot = sh("import", "-window", "root", "-depth", "8", "ppm:-", env=self.env)
+        if not raw and self.k > 1:  # a pixel of each k x k block
+            k, (x, y) = self.k, self.phase
+            w, h = (self.size[0] - x) // k, (self.size[1] - y) // k
+            shot = sh("convert", "ppm:-", "-crop", f"{w * k}x{h * k}+{x}+{y}", "+repage", "-sample",
+                      f"{w}x{h}!", "ppm:-", data=shot)
+        return Image(shot)
 
     def window(self, name, timeout=5, gone=False):
         def probe():
@@ -147,14 +149,13 @@ class Game:
 
     def geometry(self, wid):
         v = dict(l.strip().partition(":")[::2] for l in self.x("xwininfo", "-id", wid).splitlines())
-        return [int(v[k]) for k in ("Absolute upper-left X", "Absolute upper-left Y", "Width",
-                                         "Height")]
+        return [int(v[f"Absolute upper-left {c}"]) for c in "XY"] + [int(v["Width"]),
+                                                                    int(v["Height"])]
 
     def keys(self, *keys, wid=None):
-        if self.desktop:  # the compositor's focus, the pointer parked out of every screenshot
-            w, h = map(int, self.size.split("x"))
-            self.x("xdotool", "mousemove", str(w - 2), str(h - 2))
-        else:  # no window manager: focus by hand
+        if self.desktop:  # to the compositor's focus, the pointer parked out of every screenshot
+            self.x("xdotool", "mousemove", str(self.size[0] - 2), str(self.size[1] - 2))
+        else:  # no window manager: focused by hand
             self.x("xdotool", "windowfocus", "--sync", wid or self.win)
         if keys:
             self.x("xdotool", "key", "--delay", "80", *keys)
@@ -174,13 +175,13 @@ class Game:
                     0.1)
         self.phase, self.fx, self.fy = (x % self.k, y % self.k), x // self.k, y // self.k
         rows = poll("the bullets bar filled", lambda: next(
-            [y for y in range(self.fy - 40, self.fy) if filled(s.row(y, self.fx + 468, 1))]
+            [y for y in range(self.fy - 40, self.fy) if filled(s.px(self.fx + 468, y))]
             for s in [self.grab()]), 3)
         self.bar_y = (rows[0] + rows[-1]) // 2
 
     def find_field(self, shot):  # where the background lies, drawn k device pixels a pixel
         k = self.k
-        for kx, ky in ((kx, ky) for ky in range(395, 0, -15) for kx in (30, 280, 530)):
+        for kx, ky in ((x, y) for y in range(395, 0, -15) for x in (30, 280, 530)):
             if colours(key := self.bg.row(ky, kx, 32)) < 12:
                 continue
             for x, y in shot.finds(b"".join(key[i:i + 3] * k for i in range(0, 96, 3))):
@@ -202,11 +203,6 @@ class Game:
         poll("Go: the banner gone", lambda: self.title.match(self.field(), *TITLE_AT)[0] < 0.5, 3)
 
 
-def copy_run(src, dst):  # the program and its assets, nothing a run left beside them
-    shutil.copytree(src, dst, ignore=lambda d, names: [
-        n for n in names if d == src and n not in ("morvel-birds", "Graphics", "Sounds")])
-
-
 def filled(rgb):  # the bars' blue
     return rgb[2] > 120 and rgb[2] > rgb[0] + 50
 
@@ -220,11 +216,10 @@ def aim_and_hit(g, timeout, button=1):  # returns (screenshot with its explosion
             time.sleep(0.1)
             continue
         t2, b2 = time.monotonic(), found(g.birds, g.field())
-        (x1, y1) = b1[0]
-        near = [b for b in b2 if abs(b[0] - x1) < 40 and abs(b[1] - y1) < 20]
+        near = [b for b in b2 if abs(b[0] - b1[0][0]) < 40 and abs(b[1] - b1[0][1]) < 20]
         if not near:
             continue
-        (x2, y2), lead = near[0], (time.monotonic() - t2 + 0.06) / (t2 - t1)
+        (x1, y1), (x2, y2), lead = b1[0], near[0], (time.monotonic() - t2 + 0.06) / (t2 - t1)
         bx, by = round(x2 + (x2 - x1) * lead), round(y2 + (y2 - y1) * lead)
         if not (0 <= bx + 71 < W and 0 <= by + 75 < H):
             continue
