@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""usage: e2e_desktops.py RUN_DIR [COMPOSITOR...]. Starts the game as a desktop starts it (a
-Wayland session, WAYLAND_DISPLAY and DISPLAY set, no platform chosen) under each desktop's
-compositor, nested in a private Xvfb and run by a user made for the test, at scales 1 and 2:
-framed as that desktop should frame it, a bird hit, the exit dialog over the main window and
-modal, closing asks. A desktop that cannot run here is left out with the reason; exit status 77
-(skipped) when none can. E2E_SHOTS_DIR=DIR saves the main window and the exit dialog at scale 1."""
+"""usage: e2e_desktops.py RUN_DIR [COMPOSITOR...]. Starts the game as a desktop starts it under
+its compositor, nested in an Xvfb and run by a user made here, at scales 1 and 2: framed by the
+desktop, a bird hit, the exit dialog over the main window and modal, closing asks. A desktop that
+cannot run here is left out, saying why; exit status 77 when none can. E2E_SHOTS_DIR=DIR saves
+screenshot-gnome/kde(-exit).png at scale 1."""
 import glob, os, pwd, shutil, subprocess, sys, tempfile, time
 
 from harness import H, MAIN, SHOTS, W, Game, aim_and_hit, check, copy_run, launch, poll, sh
@@ -13,52 +12,6 @@ from harness import H, MAIN, SHOTS, W, Game, aim_and_hit, check, copy_run, launc
 # draws no title bars for Wayland clients: the game goes through Xwayland.
 DESKTOPS = {"mutter": ("GNOME", "xcb"), "kwin_wayland": ("KDE", "wayland")}
 EXIT_SIZE = (361, 232)  # the exit dialog's client area at scale 1
-
-
-class Unavailable(Exception):  # the compositor cannot run here
-    pass
-
-
-def as_user(user, args, env):  # args run as user with nothing but env
-    return ["setpriv", f"--reuid={user.pw_uid}", f"--regid={user.pw_gid}", "--init-groups", "env",
-            "-i", *[f"{k}={v}" for k, v in env.items()], *args]
-
-
-def nest(g, kind, user, work):  # the compositor in g's X server; returns its clients' env
-    xdg, log = f"{work}/xdg-{kind}-{g.k}", f"{work}/{kind}.log"
-    os.mkdir(xdg, 0o700)
-    os.chown(xdg, user.pw_uid, user.pw_gid)
-    env = {"PATH": "/usr/bin:/bin", "HOME": user.pw_dir, "XDG_RUNTIME_DIR": xdg,
-           "DISPLAY": g.env["DISPLAY"]}
-    if kind == "mutter":
-        env.update(MUTTER_DEBUG_DUMMY_MODE_SPECS="%dx%d" % tuple(g.size),
-                   MUTTER_DEBUG_DUMMY_MONITOR_SCALES=str(g.k))
-        args = ["mutter", "--wayland", "--nested", "--wayland-display=wl-morvel"]
-    else:  # a copy without the file capability a container may refuse, named as its platform
-        # plugin requires; its size in logical pixels
-        os.makedirs(f"{work}/kwin", exist_ok=True)
-        args = [shutil.copy("/usr/bin/kwin_wayland", f"{work}/kwin/"), "--x11-display",
-                env["DISPLAY"], "--socket", "wl-morvel", "--xwayland", "--no-lockscreen",
-                "--width", "800", "--height", "640", "--scale", str(g.k)]
-    g.desktop = launch(as_user(user, ["dbus-run-session", "--", *args], env), None, log)
-
-    def xwayland():  # the command line of the Xwayland it runs: its display, mutter's key to it
-        for cmdline in glob.glob("/proc/[0-9]*/cmdline"):
-            try:
-                args = open(cmdline, "rb").read().decode().split("\0")
-                if args[0].endswith("Xwayland") and os.getpgid(int(cmdline[6:-8])) == g.desktop.pid:
-                    return args
-            except OSError:
-                pass
-    try:
-        args = poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/wl-morvel") and xwayland(),
-                    15, 0.1)
-    except AssertionError:
-        raise Unavailable(f"{kind} did not come up: " + open(log).read()[-600:])
-    env.update(WAYLAND_DISPLAY="wl-morvel", DISPLAY=args[1])
-    if "-auth" in args:
-        env["XAUTHORITY"] = args[args.index("-auth") + 1]
-    return env
 
 
 def changed(a, b):  # bounding box (x0, y0, x1, y1) of the pixels that differ, or None
@@ -73,32 +26,20 @@ def changed(a, b):  # bounding box (x0, y0, x1, y1) of the pixels that differ, o
 
 def settled(g, what, probe=bool):  # a screen that stays the same and satisfies probe
     shots = [g.grab(raw=True)]
-    return poll(what, lambda: shots.append(g.grab(raw=True)) or shots[-1].data == shots[-2].data
-                and probe(shots[-1]) and shots[-1], 5, 0.2)
+
+    def same():
+        shots.append(g.grab(raw=True))
+        return shots[-1].data == shots[-2].data and probe(shots[-1]) and shots[-1]
+    return poll(what, same, 5, 0.2)
 
 
-def framed(g, kind, xw):  # on the platform the desktop frames, with the frame it offers
-    g.locate()
-    maps = open(f"/proc/{g.proc.pid}/maps").read()
-    platform = "xcb" if "libqxcb" in maps else "wayland" if "libqwayland" in maps else "?"
-    check(platform == DESKTOPS[kind][1] and "bradient" not in maps,
-          f"on {platform}, no title bar drawn by the toolkit: the compositor frames the game")
-    if platform == "xcb":  # what the desktop's window manager lets a player do with it
-        win = xw("xdotool", "search", "--onlyvisible", "--name", f"^{MAIN}$").split()[0]
-        allowed = xw("xprop", "-id", win, "_NET_WM_ALLOWED_ACTIONS")
-        check("CLOSE" in allowed and "MAXIMIZE" not in allowed and "MINIMIZE" not in allowed,
-              "the title bar offers close only")
-
-
-def dialogs(g, main, name):  # the exit dialog over the main window, modal, and closing asks
+def dialogs(g, main, snapshot):  # the exit dialog over the main window, modal, and closing asks
     k, (w, h) = g.k, EXIT_SIZE
     g.keys("alt+g", "p")
-    time.sleep(0.3)
-    frozen = g.field()
-    time.sleep(0.5)
-    check(g.field().data == frozen.data, "paused: the play field stands still")
-    before = g.grab(raw=True)
-    field = lambda shot: shot.crop(g.phase[0] + k * g.fx, g.phase[1] + k * g.fy, k * W, k * H)
+    time.sleep(0.5)  # the compositor shows the menu closed
+    before = settled(g, "paused: the game stands still")
+    x, y = g.phase[0] + k * g.fx, g.phase[1] + k * g.fy
+    field = lambda shot: shot.crop(x, y, x + k * W, y + k * H)
 
     def shown(keys, what):  # the dialog over the field, the main window's frame aside
         g.keys(*keys)
@@ -110,8 +51,7 @@ def dialogs(g, main, name):  # the exit dialog over the main window, modal, and 
               f"{what}: everything that changed {box} is inside the main window {main}")
         return shot
     shot = shown(("alt+g", "e"), "Game > Exit")
-    if SHOTS and k == 1:
-        shot.crop(*pad(main)).save(f"{SHOTS}/screenshot-{name}-exit.png")
+    snapshot(shot)
     g.click(g.fx + 10, g.fy + 390)  # the main window, away from the dialog
     g.keys()
     time.sleep(0.5)
@@ -128,76 +68,100 @@ def dialogs(g, main, name):  # the exit dialog over the main window, modal, and 
     check(g.proc.returncode == 0, f"with exit code 0 ({g.proc.returncode})")
 
 
-def pad(box):  # x, y, width and height of a box and 8 pixels around it
-    return box[0] - 8, box[1] - 8, box[2] - box[0] + 16, box[3] - box[1] + 16
-
-
-def play(run_dir, user, kind, k, work):
-    g, name = Game(run_dir, f"{800 * k}x{640 * k}", k), DESKTOPS[kind][0]
-    try:
-        env = nest(g, kind, user, work)
+def play(run_dir, user, kind, k, work):  # returns why the desktop cannot run here, if it cannot
+    g, (name, platform) = Game(run_dir, (800 * k, 640 * k), k), DESKTOPS[kind]
+    xdg = f"{work}/{kind}{k}"  # the session's runtime directory
+    as_user = lambda args, env: [  # args run as user with nothing but env
+        "setpriv", f"--reuid={user.pw_uid}", f"--regid={user.pw_gid}", "--init-groups", "env", "-i",
+        *[f"{n}={v}" for n, v in env.items()], *args]
+    env = {"PATH": "/usr/bin:/bin", "HOME": user.pw_dir, "XDG_RUNTIME_DIR": xdg,
+           "DISPLAY": g.env["DISPLAY"]}
+    os.mkdir(xdg, 0o700)
+    os.chown(xdg, user.pw_uid, user.pw_gid)
+    if kind == "mutter":
+        env.update(MUTTER_DEBUG_DUMMY_MODE_SPECS="%dx%d" % g.size,
+                   MUTTER_DEBUG_DUMMY_MONITOR_SCALES=str(k))
+        args = ["mutter", "--wayland", "--nested", "--wayland-display=wl-morvel"]
+    else:  # a copy without the file capability a container may refuse, named as its platform
+        # plugin requires; its size in logical pixels
+        os.makedirs(f"{work}/kwin", exist_ok=True)
+        args = [shutil.copy("/usr/bin/kwin_wayland", f"{work}/kwin/"), "--x11-display",
+                env["DISPLAY"], "--socket", "wl-morvel", "--xwayland", "--no-lockscreen",
+                "--width", "800", "--height", "640", "--scale", str(k)]
+    g.desktop = launch(as_user(["dbus-run-session", "--", *args], env), None, f"{xdg}.log")
+    xwayland = lambda: subprocess.run(["pgrep", "-a", "-g", str(g.desktop.pid), "Xwayland"],
+                                      capture_output=True, text=True).stdout.split()
+    try:  # its Xwayland's command line names the display, and mutter's key to it
+        args = poll(f"{kind} is up", lambda: os.path.exists(f"{xdg}/wl-morvel") and xwayland(),
+                    15, 0.1)
+        env.update(WAYLAND_DISPLAY="wl-morvel", DISPLAY=args[2])
+        if "-auth" in args:
+            env["XAUTHORITY"] = args[args.index("-auth") + 1]
         xw = lambda *args, data=None: subprocess.run(
-            as_user(user, args, env), input=data, capture_output=True).stdout.decode()
-        xw("xrdb", "-merge", data=b"Xft.dpi: %d\n" % (96 * k))  # the session's scale, as
-        # GNOME and Plasma tell their X clients
+            as_user(args, env), input=data, capture_output=True).stdout.decode()
+        # The session's scale, as GNOME and Plasma tell their X clients
+        xw("xrdb", "-merge", data=b"Xft.dpi: %d\n" % (96 * k))
         g.keys()  # parks the pointer, in the corner of the compositor's output
         empty = settled(g, "the empty desktop")
-        g.proc = launch(as_user(user, [f"{run_dir}/morvel-birds"], dict(
+        g.proc = launch(as_user([f"{run_dir}/morvel-birds"], dict(
             env, XDG_SESSION_TYPE="wayland", XDG_CURRENT_DESKTOP=name, ALSOFT_DRIVERS="null")),
             None, f"{work}/program.log")
-        framed(g, kind, xw)
+        g.locate()
+        maps = open(f"/proc/{g.proc.pid}/maps").read()
+        took = "xcb" if "libqxcb" in maps else "wayland" if "libqwayland" in maps else "?"
+        check(took == platform and "bradient" not in maps,
+              f"on {took}, no title bar drawn by the toolkit: the compositor frames the game")
+        if took == "xcb":  # what the desktop's window manager lets a player do with it
+            win = xw("xdotool", "search", "--onlyvisible", "--name", f"^{MAIN}$").split()[0]
+            allowed = xw("xprop", "-id", win, "_NET_WM_ALLOWED_ACTIONS")
+            check("CLOSE" in allowed and "MAXIMIZE" not in allowed and "MINIMIZE" not in allowed,
+                  "the title bar offers close only")
         main = changed(empty, g.grab(raw=True))
         g.keys(*["alt+o", "d"] * 7)  # the slowest speed: the compositor shows each frame late
         g.go()
         check(hit := aim_and_hit(g, 20), "a click on a bird hits it")
-        if SHOTS and k == 1:
-            hit[0].crop(*pad(main)).save(f"{SHOTS}/screenshot-{name.lower()}.png")
-        dialogs(g, main, name.lower())
-    except AssertionError:
-        g.grab(raw=True).save(f"{work}/failure-{kind}-{k}.png")
-        print(open(f"{work}/program.log").read().strip())
-        raise
+        box = main[0] - 8, main[1] - 8, main[2] + 8, main[3] + 8  # the main window and around it
+        shoot = lambda shot, what: SHOTS and k == 1 and shot.crop(*box).save(
+            f"{SHOTS}/screenshot-{what}.png")
+        shoot(hit[0], name.lower())
+        dialogs(g, main, lambda shot: shoot(shot, f"{name.lower()}-exit"))
+    except AssertionError as e:
+        if g.proc:
+            g.grab(raw=True).save(f"{work}/failure-{kind}-{k}.png")
+            raise AssertionError(f"{e}\n" + open(f"{work}/program.log").read().strip())
+        return f"{kind} did not come up: " + open(f"{xdg}.log").read()[-600:]
     finally:
         g.close()
 
 
 def main():
-    if os.geteuid():
-        print("skipped: needs root, to make the user that runs the compositors (they refuse root)")
+    missing = [t for t in ("Xvfb", "Xwayland", "xdotool", "xprop", "xrdb", "import", "useradd",
+                           "dbus-run-session") if not shutil.which(t)]
+    if os.geteuid() or missing:  # the compositors refuse root: they run as a user made here
+        print("skipped:", f"missing {missing}" if missing else "needs root, to make their user")
         return 77
-    if missing := [t for t in ("Xvfb", "Xwayland", "xdotool", "xprop", "xrdb", "import",
-                               "useradd", "dbus-run-session") if not shutil.which(t)]:
-        print("skipped: missing", *missing)
-        return 77
-    work, name, results = tempfile.mkdtemp(prefix="morvel-desktops-"), f"morvel-e2e-{os.getpid()}", []
+    work, name = tempfile.mkdtemp(prefix="morvel-desktops-"), f"morvel-e2e-{os.getpid()}"
     os.chmod(work, 0o755)
     sh("useradd", "--create-home", "--home-dir", f"{work}/home", "--shell", "/bin/false", name)
     sh("chown", "-R", f"{name}:", copy_run(sys.argv[1], f"{work}/run"))
+    ran = False
     try:
         for kind, k in ((kind, k) for kind in sys.argv[2:] or DESKTOPS for k in (1, 2)):
             print(f"== {kind} at scale {k}", flush=True)
-            t = time.monotonic()
-            try:
-                if not shutil.which(kind):
-                    raise Unavailable(f"{kind} is not installed")
-                play(f"{work}/run", pwd.getpwnam(name), kind, k, work)
-                result = "passed"
-            except Unavailable as e:
-                result = f"left out: {e}"
-            except Exception as e:  # noqa: BLE001 - one desktop's fault, the others still run
-                result = f"FAILED: {type(e).__name__}: {e}"
-            results.append(f"{kind:13} scale {k}: {result} ({time.monotonic() - t:.1f} s)")
+            if why := f"{kind} is not installed" if not shutil.which(kind) else play(
+                    f"{work}/run", pwd.getpwnam(name), kind, k, work):
+                print("left out:", why)
+            ran = ran or not why
+    except AssertionError as e:
+        print(f"FAIL: {e}; screenshots in {work}")
+        return 1
     finally:
         for p in glob.glob("/tmp/.X11-unix/X*") + glob.glob("/tmp/.X*-lock"):
             if os.stat(p).st_uid == pwd.getpwnam(name).pw_uid:  # left by a killed Xwayland
                 os.remove(p)
         subprocess.run(["userdel", name])
-    print("\n".join(results))
-    if any("FAILED" in r for r in results):
-        print(f"screenshots of the failures in {work}")
-        return 1
     shutil.rmtree(work, ignore_errors=True)
-    return 0 if any("passed" in r for r in results) else 77
+    return 0 if ran else 77
 
 
 if __name__ == "__main__":

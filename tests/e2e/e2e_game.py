@@ -2,26 +2,15 @@
 """usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
 windows, sound, scores.dat and what a screen reader finds, then briefly again at QT_SCALE_FACTOR
 1.25. E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
-import array, os, shutil, struct, subprocess, sys, tempfile, time
+import array, os, shutil, struct, sys, tempfile, time
 
 from harness import (H, MAIN, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, copy_run, found,
-                     launch, poll, stop)
+                     launch, poll)
 
 NAME = "Ada Lovebird"
 rec = lambda name, points: struct.pack("<H", len(name)) + name + struct.pack("<i", points)
 table = lambda first, total: b"".join(  # ten ranked entries, a spare one and the checksum
     rec(*e) for e in [first] + [(b"No One", 0)] * 9 + [(b"", 0)]) + struct.pack("<i", total)
-
-
-def start(run_dir, **env):  # the game, its sound written to run_dir/sound.wav
-    g = Game(run_dir)
-    g.wav, conf = f"{run_dir}/sound.wav", f"{run_dir}/alsoft.conf"
-    open(conf, "w").write(f"[wave]\nfile={g.wav}\n")
-    os.mkdir(f"{run_dir}/xdg", 0o700)
-    g.proc = launch([f"{run_dir}/morvel-birds"], dict(
-        g.env, ALSOFT_CONF=conf, ALSOFT_DRIVERS="wave", XDG_RUNTIME_DIR=f"{run_dir}/xdg", **env),
-        f"{run_dir}/program.log")
-    return g
 
 
 def clear_at(g, x, y):  # nothing but background within 48 pixels of a field pixel
@@ -37,11 +26,11 @@ def title(g):
          and open(scores, "rb").read() == table((b"No One", 0), 5110), 10)
     g.locate()
     poll("the title banner drawn exactly at (76, 13)",
-         lambda: g.title.match(g.field(), *TITLE_AT)[0] == 1.0, 5)
+         lambda: g.title.match(g.field(), *TITLE_AT) == 1.0, 5)
     birds = poll("the demonstration bird in view",
                  lambda: [b for b in found(g.birds, g.field()) if 0 <= b[0] <= 460], 15)
     if SHOTS:
-        g.grab().crop(*g.geometry(g.win)).save(f"{SHOTS}/screenshot-title.png")
+        g.grab().crop(*g.box(g.win)).save(f"{SHOTS}/screenshot-title.png")
     poll("the demonstration bird flies", lambda: set(found(g.birds, g.field())) - set(birds), 3)
 
 
@@ -78,7 +67,7 @@ def play(g):  # a real press hits, sounds, costs no bullet; a shot is heard unti
     if SHOTS:  # wait for a crowd, then hit one of it
         crowd = lambda: len(found(g.birds, g.field())) >= 3 and aim_and_hit(g, 3)
         poll("an explosion among birds", lambda: (h := crowd()) and len(h[1]) >= 2 and h[0],
-             60).crop(*g.geometry(g.win)).save(f"{SHOTS}/screenshot-explosion.png")
+             60).crop(*g.box(g.win)).save(f"{SHOTS}/screenshot-explosion.png")
     poll("the gun full", lambda: g.bullets() > 0.95, 5)
     check(aim_and_hit(g, 20, 3), "the right button: a bird hit explodes where it was")
     full = min(g.bullets() for _ in range(6))
@@ -113,13 +102,13 @@ def high_score(g):  # the score offered to the table through the real name promp
     check(pts > 0 and data == table((NAME.encode(), pts), total),
           f"scores.dat: {NAME} first with {pts} points over nine No One, checksum {total}")
     g.window("High Scores", 3, gone=True)
-    poll("the title again", lambda: g.title.match(g.field(), *TITLE_AT)[0] == 1.0, 3)
+    poll("the title again", lambda: g.title.match(g.field(), *TITLE_AT) == 1.0, 3)
 
 
 def leave(g):  # "Exit Game?!" answered No!, then Yes!, each button pressed where its layout
     for left in (2280, 240):  # (in twips) puts it
         g.keys("alt+g", "e")
-        x, y, _, _ = g.geometry(g.window("Exit Game?!"))
+        x, y, _, _ = g.box(g.window("Exit Game?!"))
         g.click(x + (left + 1812 // 2) // 12, y + (2280 + 372 // 2) // 12)
         if left == 2280:
             g.window("Exit Game?!", 3, gone=True)
@@ -131,9 +120,9 @@ def leave(g):  # "Exit Game?!" answered No!, then Yes!, each button pressed wher
 
 def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, device pixels alike
     g.locate()
-    x, y, w, h = g.geometry(g.win)
-    check(w in (604, 605) and g.fx - x in (2, 3) and 20 <= y + h - g.fy - 402 <= 40,
-          f"scale 1.25: the window fitted around the field and the status bar ({w} x {h})")
+    x, y, x1, y1 = g.box(g.win)
+    check(x1 - x in (604, 605) and g.fx - x in (2, 3) and 20 <= y1 - g.fy - 402 <= 40,
+          f"scale 1.25: the window fitted around the field and the status bar ({x1 - x} wide)")
     g.go()
     # A press on the field's border is no shot, one on its edge is. A bird that flies in and is
     # hit gives its bullet back, so a shot that seems lost is tried again.
@@ -152,31 +141,38 @@ def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, devic
               f"{'shoots' if shot else 'is on the border'} (bullets {before:.2f} -> {after:.2f})")
 
 
-def main():
-    work, g = tempfile.mkdtemp(prefix="morvel-e2e-"), None
-    # A screen reader's session: a private bus with the accessibility bus on it.
-    bus, bus_pid = subprocess.run(["dbus-daemon", "--session", "--fork", "--print-address=1",
-                                   "--print-pid=1"], capture_output=True, text=True).stdout.split()
-    os.environ["DBUS_SESSION_BUS_ADDRESS"] = bus
-    atspi = launch(["/usr/libexec/at-spi-bus-launcher", "--launch-immediately"], os.environ)
+def run(work, name, steps, **env):  # a fresh copy of the program, played through steps
+    g = Game(copy_run(sys.argv[1], f"{work}/{name}"))
+    g.wav, conf = f"{g.dir}/sound.wav", f"{g.dir}/alsoft.conf"  # what it plays, in a file
+    open(conf, "w").write(f"[wave]\nfile={g.wav}\n")
+    g.proc = launch([f"{g.dir}/morvel-birds"], dict(
+        g.env, ALSOFT_DRIVERS="wave", ALSOFT_CONF=conf, XDG_RUNTIME_DIR=work, **env),
+        f"{g.dir}/program.log")
     try:
-        for run, env, steps in (("run", {"QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"},
-                                 (title, read_aloud, play, high_score, leave)),
-                                ("scaled", {"QT_SCALE_FACTOR": "1.25"}, (at_scale_1_25,))):
-            g and g.close()
-            g = start(copy_run(sys.argv[1], f"{work}/{run}"), **env)
-            for step in steps:
-                step(g)
-        shutil.rmtree(work, ignore_errors=True)
-        return 0
+        for step in steps:
+            step(g)
     except AssertionError as e:
-        print(f"FAIL: {e}; screenshot in {work}/failure.png", flush=True)
         g.grab().save(f"{work}/failure.png")
         print(open(f"{g.dir}/program.log").read().strip())
-        return 1
+        raise AssertionError(f"{e}; screenshot in {work}/failure.png")
     finally:
-        g and g.close()
-        stop(atspi), os.kill(int(bus_pid), 15)  # the accessibility bus ends with its launcher
+        g.close()
+
+
+def main():
+    if "MORVEL_E2E_BUS" not in os.environ:  # a screen reader's session: a private bus, which
+        os.environ["MORVEL_E2E_BUS"] = "1"  # starts the accessibility bus when first asked
+        os.execvp("dbus-run-session", ["dbus-run-session", "--", sys.executable, *sys.argv])
+    work = tempfile.mkdtemp(prefix="morvel-e2e-")
+    try:
+        run(work, "run", (title, read_aloud, play, high_score, leave),
+            QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
+        run(work, "scaled", (at_scale_1_25,), QT_SCALE_FACTOR="1.25")
+    except AssertionError as e:
+        print("FAIL:", e)
+        return 1
+    shutil.rmtree(work, ignore_errors=True)
+    return 0
 
 
 if __name__ == "__main__":

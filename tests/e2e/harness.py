@@ -26,19 +26,20 @@ def sh(*args, env=None, data=None):
     return subprocess.run(args, env=env, input=data, capture_output=True, check=True).stdout
 
 
-def stop(proc):  # a process started in a session of its own, and all it started
+def launch(args, env, log=os.devnull, **more):  # in a session of its own
+    more = {"stdout": open(log, "w"), "stderr": subprocess.STDOUT, **more}
+    return subprocess.Popen(args, cwd="/", env=env, start_new_session=True, **more)
+
+
+def stop(proc):  # a process started by launch, and all it started
     end = time.monotonic() + 3
     try:
         while True:
             os.killpg(proc.pid, signal.SIGTERM if time.monotonic() < end else signal.SIGKILL)
-            proc.poll(), time.sleep(0.05)
+            proc.poll()
+            time.sleep(0.05)
     except ProcessLookupError:
         proc.wait()
-
-
-def launch(args, env, log=os.devnull):  # in a session of its own
-    return subprocess.Popen(args, cwd="/", env=env, stdout=open(log, "w"),
-                            stderr=subprocess.STDOUT, start_new_session=True)
 
 
 def copy_run(src, dst):  # the program and its assets, nothing a run left beside them
@@ -58,8 +59,8 @@ class Image:
     def px(self, x, y):
         return self.row(y, x, 1)
 
-    def crop(self, x, y, w, h):  # clipped to the image
-        x1, y1, x, y = min(self.w, x + w), min(self.h, y + h), max(0, x), max(0, y)
+    def crop(self, x, y, x1, y1):  # the box from (x, y) to (x1, y1), clipped to the image
+        x, y, x1, y1 = max(0, x), max(0, y), min(self.w, x1), min(self.h, y1)
         rows = b"".join(self.row(r, x, x1 - x) for r in range(y, y1))
         return Image(b"P6 %d %d 255\n" % (x1 - x, y1 - y) + rows)
 
@@ -74,10 +75,6 @@ class Image:
             i = self.data.find(key, i + 1)
 
 
-def colours(seg):
-    return len({seg[i:i + 3] for i in range(0, len(seg), 3)})
-
-
 class Sprite:  # found by a run of its figure's pixels, confirmed by every step-th of the others
     def __init__(self, pic, mask, step=5, threshold=0.9, least=40):
         self.threshold, self.least = threshold, least
@@ -85,18 +82,18 @@ class Sprite:  # found by a run of its figure's pixels, confirmed by every step-
                         if mask.px(x, y) == b"\0\0\0"][::step]
         n, x, self.ky = max((len(m[0]) // 3, m.start() // 3, y) for y in range(pic.h)
                             for m in re.finditer(rb"(?:\0\0\0)+", mask.row(y, 0, pic.w))
-                            if colours(pic.row(y, m.start() // 3, len(m[0]) // 3)) > 3)
+                            if len({pic.px(x, y) for x in range(m.start() // 3, m.end() // 3)}) > 3)
         self.kx = x + (n - min(n, 24)) // 2
         self.key = pic.row(self.ky, self.kx, min(n, 24))
 
-    def match(self, img, x0, y0):  # the share of the samples inside img that match, and their count
+    def match(self, img, x0, y0):  # the share of the samples that match; 0 if few are in img
         hits = [img.px(x0 + x, y0 + y) == c for x, y, c in self.samples
                 if 0 <= x0 + x < img.w and 0 <= y0 + y < img.h]
-        return (sum(hits) / len(hits) if hits else 0.0), len(hits)
+        return sum(hits) / len(hits) if len(hits) >= self.least else 0.0
 
     def find(self, img):
         return sorted(p for p in {(x - self.kx, y - self.ky) for x, y in img.finds(self.key)}
-                      if (m := self.match(img, *p))[0] >= self.threshold and m[1] >= self.least)
+                      if self.match(img, *p) >= self.threshold)
 
 
 def found(sprites, img):
@@ -104,19 +101,16 @@ def found(sprites, img):
 
 
 class Game:
-    """The game on a private X server of size, driven with xdotool. On a desktop (a compositor
-    nested in the server, drawing k device pixels a field pixel) the pictures and presses are
-    still in the game's own pixels."""
+    """The game on a private X server of size (w, h), driven with xdotool. On a desktop (a
+    compositor nested in the server, drawing k device pixels a field pixel) the pictures and the
+    presses are still in the game's own pixels."""
 
-    def __init__(self, run_dir, size="1024x768", k=1):
-        r, w = os.pipe()
-        self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(w), "-noreset", "-nolisten", "tcp",
-                                      "-screen", "0", f"{size}x24"], pass_fds=(w,),
-                                     stderr=subprocess.DEVNULL, start_new_session=True)
-        os.close(w)
-        with os.fdopen(r) as pipe:
-            self.env = dict(os.environ, DISPLAY=":" + pipe.readline().strip())
-        self.dir, self.size, self.k, self.phase = run_dir, [int(v) for v in size.split("x")], k, (0, 0)
+    def __init__(self, run_dir, size=(1024, 768), k=1):
+        self.xvfb = launch(["Xvfb", "-displayfd", "1", "-noreset", "-nolisten", "tcp", "-screen",
+                            "0", "%dx%dx24" % size], None, stdout=subprocess.PIPE,
+                           stderr=subprocess.DEVNULL)
+        self.env = dict(os.environ, DISPLAY=":" + self.xvfb.stdout.readline().decode().strip())
+        self.dir, self.size, self.k, self.phase = run_dir, size, k, (0, 0)
         self.proc = self.desktop = None
         pic = lambda n: Image(sh("convert", f"{run_dir}/Graphics/{n}.bmp", "-depth", "8", "ppm:-"))
         sprite = lambda n, *a: Sprite(pic(n), pic(n + "mask"), *a)
@@ -147,10 +141,10 @@ class Game:
             return [None] if gone and not ids.split() else not gone and ids.split()
         return poll(f'"{name}" {"closed" if gone else "shown"}', probe, timeout)[0]
 
-    def geometry(self, wid):
+    def box(self, wid):  # a window's corners
         v = dict(l.strip().partition(":")[::2] for l in self.x("xwininfo", "-id", wid).splitlines())
-        return [int(v[f"Absolute upper-left {c}"]) for c in "XY"] + [int(v["Width"]),
-                                                                    int(v["Height"])]
+        x, y = int(v["Absolute upper-left X"]), int(v["Absolute upper-left Y"])
+        return x, y, x + int(v["Width"]), y + int(v["Height"])
 
     def keys(self, *keys, wid=None):
         if self.desktop:  # to the compositor's focus, the pointer parked out of every screenshot
@@ -180,14 +174,14 @@ class Game:
         self.bar_y = (rows[0] + rows[-1]) // 2
 
     def find_field(self, shot):  # where the background lies, drawn k device pixels a pixel
-        k = self.k
+        k, bg = self.k, self.bg
         for kx, ky in ((x, y) for y in range(395, 0, -15) for x in (30, 280, 530)):
-            if colours(key := self.bg.row(ky, kx, 32)) < 12:
+            if len({bg.px(x, ky) for x in range(kx, kx + 32)}) < 12:  # too plain to tell
                 continue
-            for x, y in shot.finds(b"".join(key[i:i + 3] * k for i in range(0, 96, 3))):
+            for x, y in shot.finds(b"".join(bg.px(x, ky) * k for x in range(kx, kx + 32))):
                 fx, fy = x - k * kx, y - k * ky
                 if 0 <= fx <= shot.w - k * W and 0 <= fy <= shot.h - k * H and sum(
-                        shot.px(fx + k * i, fy + k * j) == self.bg.px(i, j)
+                        shot.px(fx + k * i, fy + k * j) == bg.px(i, j)
                         for i in range(0, W, 7) for j in range(0, H, 7)) > 0.8 * 86 * 58:
                     return fx, fy
 
@@ -196,11 +190,11 @@ class Game:
         return sum(filled(row[i:i + 3]) for i in range(0, len(row), 3)) / 142
 
     def field(self, shot=None):
-        return (shot or self.grab()).crop(self.fx, self.fy, W, H)
+        return (shot or self.grab()).crop(self.fx, self.fy, self.fx + W, self.fy + H)
 
     def go(self):
         self.keys("alt+g", "g")
-        poll("Go: the banner gone", lambda: self.title.match(self.field(), *TITLE_AT)[0] < 0.5, 3)
+        poll("Go: the banner gone", lambda: self.title.match(self.field(), *TITLE_AT) < 0.5, 3)
 
 
 def filled(rgb):  # the bars' blue
