@@ -36,8 +36,11 @@ def settled(g, what, probe=bool):  # a screen that stays the same and satisfies 
 def dialogs(g, main, snapshot):  # the exit dialog over the main window, modal, and closing asks
     k, (w, h) = g.k, EXIT_SIZE
     g.keys("alt+g", "p")
-    time.sleep(0.5)  # the compositor shows the menu closed
-    before = settled(g, "paused: the game stands still")
+    time.sleep(0.3)
+    frozen = g.field()
+    time.sleep(0.5)
+    check(g.field().data == frozen.data, "paused: the play field stands still")
+    before = g.grab(raw=True)
     x, y = g.phase[0] + k * g.fx, g.phase[1] + k * g.fy
     field = lambda shot: shot.crop(x, y, x + k * W, y + k * H)
 

@@ -68,10 +68,10 @@ def play(g):  # a real press hits, sounds, costs no bullet; a shot is heard unti
         crowd = lambda: len(found(g.birds, g.field())) >= 3 and aim_and_hit(g, 3)
         poll("an explosion among birds", lambda: (h := crowd()) and len(h[1]) >= 2 and h[0],
              60).crop(*g.box(g.win)).save(f"{SHOTS}/screenshot-explosion.png")
-    poll("the gun full", lambda: g.bullets() > 0.95, 5)
+    poll("the gun full", lambda: g.bullets() > 0.98, 5)
     check(aim_and_hit(g, 20, 3), "the right button: a bird hit explodes where it was")
     full = min(g.bullets() for _ in range(6))
-    check(full > 0.95, f"a hit costs no bullet ({full:.2f})")
+    check(full > 0.98, f"a hit costs no bullet ({full:.2f})")
     for quiet in (False, True):
         if quiet:
             g.keys("alt+o", "t")
@@ -128,7 +128,7 @@ def at_scale_1_25(g):  # the nearest whole scale is 1: the window as at 1, devic
     # hit gives its bullet back, so a shot that seems lost is tried again.
     for x, y, shot in ((-1, 399, False), (0, 400, False), (0, 399, True), (599, 0, True),
                        (600, 0, False)):
-        poll("the gun full", lambda: g.bullets() > 0.95, 6)
+        poll("the gun full", lambda: g.bullets() > 0.98, 6)
         for _ in range(3 if shot else 1):
             poll(f"no bird over ({x}, {y})", lambda: clear_at(g, min(x, W - 1), min(y, H - 1)), 10)
             before = g.bullets()

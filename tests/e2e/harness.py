@@ -206,7 +206,7 @@ def aim_and_hit(g, timeout, button=1):  # returns (screenshot with its explosion
     while time.monotonic() < end:
         t1, s1 = time.monotonic(), g.grab()
         b1 = [b for b in found(g.birds, g.field(s1)) if 10 <= b[0] <= 440 and -40 <= b[1] <= 240]
-        if not b1 or g.bullets(s1) < 0.95:  # a full gun, so a hit shows as no bullet lost
+        if not b1 or g.bullets(s1) <= 0.98:  # a full gun, so a hit shows as no bullet lost
             time.sleep(0.1)
             continue
         t2, b2 = time.monotonic(), found(g.birds, g.field())
