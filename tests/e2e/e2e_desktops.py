@@ -140,8 +140,9 @@ def play(run_dir, user, kind, k, work):  # returns why the desktop cannot run he
 def main():
     missing = [t for t in ("Xvfb", "Xwayland", "xdotool", "xprop", "xrdb", "import", "useradd",
                            "dbus-run-session") if not shutil.which(t)]
-    if os.geteuid() or missing:  # the compositors refuse root: they run as a user made here
-        print("skipped:", f"missing {missing}" if missing else "needs root, to make their user")
+    if os.geteuid() or missing:
+        print("skipped:", f"missing {missing}" if missing else
+              "needs root, to make the user the compositors run as (they refuse root)")
         return 77
     work, name = tempfile.mkdtemp(prefix="morvel-desktops-"), f"morvel-e2e-{os.getpid()}"
     os.chmod(work, 0o755)
