@@ -9,15 +9,16 @@
 #include <cmath>
 #include <sndfile.h>
 
-static std::vector<float> tone(int frames, double cyclesPerFrame, float level) {
-    std::vector<float> s(static_cast<size_t>(frames));
+using Samples = std::vector<float>;
+
+static Samples tone(int frames, double cyclesPerFrame, float level) {
+    Samples s(static_cast<size_t>(frames));
     for (size_t i = 0; i < s.size(); ++i)
         s[i] = level * float(std::sin(2 * M_PI * cyclesPerFrame * double(i)));
     return s;
 }
 // Largest difference between got and want from `from` on, silence past want's end.
-static float maxDiff(const std::vector<float>& got, const std::vector<float>& want,
-                     size_t from = 0) {
+static float maxDiff(const Samples& got, const Samples& want, size_t from = 0) {
     float d = 0;
     for (size_t i = 0; i < got.size(); ++i)
         d = std::max(d, std::fabs(got[i] - (from + i < want.size() ? want[from + i] : 0)));
@@ -27,14 +28,14 @@ static float maxDiff(const std::vector<float>& got, const std::vector<float>& wa
 class TestSound : public QObject {
     Q_OBJECT
     QTemporaryDir dir;
-    std::vector<float> fire = tone(3000, 0.011, 0.3f), cock = tone(2000, 0.029, 0.2f);
+    Samples fire = tone(3000, 0.011, 0.3f), cock = tone(2000, 0.029, 0.2f);
     Sound a, b; // fire and cock, in records 0 and 1
     QStringList boxes;
     QList<int> ends; // exit statuses
     QString error;
 
     QString path(const QString& name) { return dir.filePath("app/Sounds/" + name); }
-    std::vector<float> render(int frames) { return dx::test::Render(*DSound::SoundDevice, frames); }
+    Samples render(int frames) { return dx::test::Render(*DSound::SoundDevice, frames); }
     dx::DirectSoundBuffer& buffer(int i) { return *DSound::SoundBuffers.at(size_t(i)).Buffer; }
     // Loads a file of app/Sounds as a Sound: its record's index, or -1 and the error's words.
     int load(const QString& name) try {
@@ -46,8 +47,7 @@ class TestSound : public QObject {
         return -1;
     }
     // Writes the samples in the encoding, and returns what libsndfile reads back from the file.
-    std::vector<float> writeWave(const QString& name, int format, int channels,
-                                 std::vector<float> s) {
+    Samples writeWave(const QString& name, int format, int channels, Samples s) {
         SF_INFO info{0, 22050, channels, SF_FORMAT_WAV | format, 0, 0};
         SNDFILE* f = sf_open(QFile::encodeName(path(name)).constData(), SFM_WRITE, &info);
         const bool written = f && sf_writef_float(f, s.data(), sf_count_t(s.size()) / channels) > 0;
@@ -101,7 +101,7 @@ class TestSound : public QObject {
         QCOMPARE(maxDiff(render(500), fire, 1000), 0.0f);
         modSound::SetSoundOn(1);
         modSound::PlayEffect(b);
-        std::vector<float> sum = cock;
+        Samples sum = cock;
         for (size_t i = 1500; i < fire.size(); ++i)
             sum[i - 1500] += fire[i];
         QVERIFY(maxDiff(render(2500), sum) < 1e-6f);
@@ -135,7 +135,7 @@ class TestSound : public QObject {
                      SF_FORMAT_PCM_U8, SF_FORMAT_PCM_16, SF_FORMAT_PCM_16 | SF_ENDIAN_BIG,
                      SF_FORMAT_PCM_24, SF_FORMAT_PCM_32, SF_FORMAT_FLOAT, SF_FORMAT_IMA_ADPCM,
                      SF_FORMAT_MS_ADPCM}) {
-                const std::vector<float> read =
+                const Samples read =
                     writeWave("enc.wav", format, channels, tone(4000 * channels, 0.02, 0.3f));
                 dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{.channels = channels});
                 DSound::InitDirectSound(4321);
