@@ -10,239 +10,172 @@
 #include <cmath>
 #include <sndfile.h>
 
-using runtime::False;
-using runtime::True;
+using Samples = std::vector<float>;
 
-namespace {
-
-constexpr int kRate = 22050;
-
-std::vector<float> tone(int frames, double cyclesPerFrame, float level) {
-    std::vector<float> s(static_cast<size_t>(frames));
+static Samples tone(int frames, double cyclesPerFrame, float level) {
+    Samples s(static_cast<size_t>(frames));
     for (size_t i = 0; i < s.size(); ++i)
         s[i] = level * float(std::sin(2 * M_PI * cyclesPerFrame * double(i)));
     return s;
 }
-// Largest difference between got[offset + i] and want[i] over want's length.
-float maxDiff(const std::vector<float>& got, const std::vector<float>& want, size_t offset = 0) {
+// Largest difference between got and want from `from` on, silence past want's end.
+static float maxDiff(const Samples& got, const Samples& want, size_t from = 0) {
     float d = 0;
-    for (size_t i = 0; i < want.size(); ++i)
-        d = std::max(d, std::fabs((offset + i < got.size() ? got[offset + i] : 0) - want[i]));
+    for (size_t i = 0; i < got.size(); ++i)
+        d = std::max(d, std::fabs(got[i] - (from + i < want.size() ? want[from + i] : 0)));
     return d;
 }
-float peak(const std::vector<float>& s, size_t from = 0) {
-    return maxDiff(s, std::vector<float>(s.size() - std::min(from, s.size())), from);
-}
-} // namespace
 
 class TestSound : public QObject {
     Q_OBJECT
     QTemporaryDir dir;
-    std::vector<float> fire = tone(3000, 0.011, 0.3f), cock = tone(2000, 0.029, 0.2f);
+    Samples fire = tone(3000, 0.011, 0.3f), cock = tone(2000, 0.029, 0.2f);
+    Sound a, b; // fire and cock, in records 0 and 1
     QStringList boxes;
-    Sound a, b;      // fire and cock, in records 0 and 1
     QList<int> ends; // exit statuses
+    QString error;
 
     QString path(const QString& name) { return dir.filePath("app/Sounds/" + name); }
-    std::vector<float> render(int frames) { return dx::test::Render(*DSound::SoundDevice, frames); }
-    QString status(int i) { return DSound::SoundBuffers.at(size_t(i)).Status; }
-    runtime::Integer load(const QString& name) {
-        return DSound::LoadSoundBuffer("\\Sounds\\" + name, True, False, False, False, False, False,
-                                       False, nullptr);
+    Samples render(int frames) { return dx::test::Render(*DSound::SoundDevice, frames); }
+    dx::DirectSoundBuffer& buffer(int i) { return *DSound::SoundBuffers.at(size_t(i)).Buffer; }
+    // Loads a file of app/Sounds as a Sound: its record's index, or -1 and the error's words.
+    int load(const QString& name) try {
+        Sound s;
+        s.load("\\Sounds\\" + name);
+        return s.bufferIndex();
+    } catch (const runtime::RuntimeError& e) {
+        error = e.description();
+        return -1;
     }
-    void writeWave(const QString& name, int format, int channels, const std::vector<float>& s) {
-        SF_INFO info{0, kRate, channels, SF_FORMAT_WAV | format, 0, 0};
+    // Writes the samples in the encoding, and returns what libsndfile reads back from the file.
+    Samples writeWave(const QString& name, int format, int channels, Samples s) {
+        SF_INFO info{0, 22050, channels, SF_FORMAT_WAV | format, 0, 0};
         SNDFILE* f = sf_open(QFile::encodeName(path(name)).constData(), SFM_WRITE, &info);
-        QVERIFY(f && sf_writef_float(f, s.data(), sf_count_t(s.size()) / channels) > 0);
+        const bool written = f && sf_writef_float(f, s.data(), sf_count_t(s.size()) / channels) > 0;
         sf_close(f);
+        f = sf_open(QFile::encodeName(path(name)).constData(), SFM_READ, &info);
+        s.resize(size_t(info.frames * channels));
+        if (!written || !f || sf_readf_float(f, s.data(), info.frames) != info.frames) s.clear();
+        sf_close(f);
+        return s;
     }
   private slots:
     void initTestCase() {
         QVERIFY(QDir(dir.path()).mkpath("app/Sounds"));
         runtime::SetAppPath(dir.filePath("app"));
-        writeWave("fire.wav", SF_FORMAT_FLOAT, 1, fire);
-        writeWave("cock.wav", SF_FORMAT_FLOAT, 1, cock);
+        QVERIFY(writeWave("fire.wav", SF_FORMAT_FLOAT, 1, fire) == fire);
+        QVERIFY(writeWave("cock.wav", SF_FORMAT_FLOAT, 1, cock) == cock);
+        dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{});
         runtime::SetMsgBoxHook(
             [this](const QString& p, int s) { boxes << QString("%1/%2").arg(p).arg(s); });
         runtime::SetEndHook([this](int status) { ends << status; });
     }
-    void init() {
-        boxes.clear();
-        ends = {};
-        dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{kRate, 1});
+    void init() { modSound::SetSoundOn(runtime::True); }
+
+    // Playing again starts over, never a second voice on top, and a sound plays once. A stop
+    // silences and rewinds; the buffer itself plays on from where it is set. Switched off, a
+    // new effect stays silent and a playing one plays on; back on (1, as any value but 0 is),
+    // effects play over each other as their sum.
+    void effects() {
         DSound::InitDirectSound(4321);
-        QVERIFY(boxes.isEmpty());
-        modSound::SetSoundOn(True);
         a.load("\\Sounds\\fire.wav");
         b.load("\\Sounds\\cock.wav");
-    }
-    void playingAgainRestartsAndStopRewinds() {
-        QCOMPARE(peak(render(200)), 0.0f);
         modSound::PlayEffect(a);
-        QCOMPARE(maxDiff(render(1000), {fire.begin(), fire.begin() + 1000}), 0.0f);
-        modSound::PlayEffect(a); // from the start, never a second voice on top
-        auto got = render(4000);
-        QCOMPARE(maxDiff(got, fire), 0.0f);
-        QCOMPARE(peak(got, fire.size()), 0.0f);
+        QCOMPARE(DSound::SoundBuffers[0].Status, "playing");
+        render(1000);
+        modSound::PlayEffect(a);
+        QCOMPARE(maxDiff(render(4000), fire), 0.0f);
         modSound::PlayEffect(a);
         render(700);
         modSound::StopEffect(a);
-        QCOMPARE(status(0), "stopped");
-        QCOMPARE(peak(render(300)), 0.0f);
-        DSound::SoundBuffers[0].Buffer->Play(0); // on from where the stop left it
-        QCOMPARE(render(1)[0], fire[0]);
-        DSound::SoundBuffers[0].Buffer->Stop();
-        DSound::SoundBuffers[0].Buffer->SetCurrentPosition(4 * 500); // bytes of float frames
-        DSound::SoundBuffers[0].Buffer->Play(0);
-        QCOMPARE(render(1)[0], fire[500]);
-    }
-
-    void differentSoundsOverlapAsTheirSum() {
-        modSound::PlayEffect(a);
-        render(500);
-        modSound::PlayEffect(b);
-        std::vector<float> sum(2000);
-        for (size_t i = 0; i < sum.size(); ++i)
-            sum[i] = fire[500 + i] + cock[i];
-        QVERIFY(maxDiff(render(2000), sum) < 1e-6f);
-    }
-
-    void switchOffTouchesNothing() {
-        modSound::PlayEffect(a);
-        render(1000);
-        modSound::SetSoundOn(False);
+        QCOMPARE(DSound::SoundBuffers[0].Status, "stopped");
+        QCOMPARE(maxDiff(render(300), {}), 0.0f);
+        QCOMPARE(buffer(0).GetCurrentPosition(), 0);
+        buffer(0).SetCurrentPosition(4 * 500); // bytes of float frames
+        buffer(0).Play(0);
+        render(10); // faded in from silence, as a start past the beginning is
+        QCOMPARE(maxDiff(render(490), fire, 510), 0.0f);
+        modSound::SetSoundOn(runtime::False);
         modSound::PlayEffect(b);
         modSound::StopEffect(a);
-        QCOMPARE(status(0), "playing");
-        QCOMPARE(status(1), "Stopped");
-        // The one already playing plays on to its end, alone.
-        const auto got = render(2500);
-        QCOMPARE(maxDiff(got, {fire.begin() + 1000, fire.end()}), 0.0f);
-        QCOMPARE(peak(got, 2000), 0.0f);
-        modSound::SetSoundOn(1); // any value other than 0 is on
+        QCOMPARE(DSound::SoundBuffers[1].Status, "Stopped");
+        QCOMPARE(maxDiff(render(500), fire, 1000), 0.0f);
+        modSound::SetSoundOn(1);
         modSound::PlayEffect(b);
-        QCOMPARE(render(1)[0], cock[0]);
+        Samples sum = cock;
+        for (size_t i = 1500; i < fire.size(); ++i)
+            sum[i - 1500] += fire[i];
+        QVERIFY(maxDiff(render(2500), sum) < 1e-6f);
     }
 
-    void registryIndicesStatusesAndRelease() {
+    // Records are taken lowest free first, then grow by one; a release silences its sound at
+    // once and frees its record; a new device starts with one free record.
+    void registryReusesFreedRecords() {
         DSound::InitDirectSound(4321);
-        QCOMPARE(DSound::SoundBuffers.size(), size_t(1));
-        QCOMPARE(status(0), "empty");
         for (int i = 0; i < 4; ++i)
             QCOMPARE(load("fire.wav"), i);
-        QCOMPARE(status(2), "Stopped");
         DSound::PlaySoundBuffer(2);
-        QCOMPARE(status(2), "playing");
         DSound::ReleaseSoundBuffer(3);
         DSound::ReleaseSoundBuffer(1);
-        QVERIFY(status(1) == "empty" && !DSound::SoundBuffers[1].Buffer);
-        // Lowest free first, then the next free, then growth.
+        QCOMPARE(DSound::SoundBuffers[1].Status, "empty");
         for (int want : {1, 3, 4})
             QCOMPARE(load("cock.wav"), want);
-        DSound::ReleaseSoundBuffer(2); // silent at once, even while playing
-        QCOMPARE(peak(render(100)), 0.0f);
+        DSound::ReleaseSoundBuffer(2);
+        QCOMPARE(maxDiff(render(100), {}), 0.0f);
         DSound::ReleaseAllSoundBuffers();
-        QCOMPARE(DSound::SoundBuffers.size(), size_t(5));
-        for (const auto& r : DSound::SoundBuffers)
-            QVERIFY(r.IsEmpty == True && r.Status == "empty" && !r.Buffer);
-        QCOMPARE(load("cock.wav"), 0);
+        for (int i = 0; i < 6; ++i)
+            QCOMPARE(load("cock.wav"), i);
     }
 
-    void everyEncodingDecodesToItsSamples() {
-        // ADPCM is lossy, yet close.
-        const struct {
-            int format, channels;
-            float tolerance;
-        } cases[] = {{SF_FORMAT_PCM_U8, 1, 1.0f / 64}, {SF_FORMAT_PCM_16, 1, 1.0f / 16384},
-                     {SF_FORMAT_PCM_24, 1, 1e-6f},     {SF_FORMAT_PCM_32, 1, 1e-6f},
-                     {SF_FORMAT_FLOAT, 1, 0.0f},       {SF_FORMAT_IMA_ADPCM, 1, 0.2f},
-                     {SF_FORMAT_MS_ADPCM, 1, 0.08f},   {SF_FORMAT_PCM_16, 2, 1.0f / 16384},
-                     {SF_FORMAT_MS_ADPCM, 2, 0.08f}};
-        for (auto [format, channels, tolerance] : cases) {
-            // A quiet tone: read as integers without scaling, a float file would come out silent.
-            std::vector<float> want = tone(4000, 0.02, 0.3f), right = tone(4000, 0.037, 0.2f);
-            if (channels == 2)
-                for (size_t i = 0; i < right.size(); ++i)
-                    want.insert(want.begin() + long(2 * i + 1), right[i]);
-            writeWave("enc.wav", format, channels, want);
-            dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{kRate, channels});
-            DSound::InitDirectSound(4321);
-            DSound::PlaySoundBuffer(load("enc.wav"));
-            const auto got = render(6000);
-            QVERIFY2(maxDiff(got, want) <= tolerance, qPrintable(QString::number(format, 16)));
-            // Exactly the floats libsndfile reads, whatever form the buffer keeps them in.
-            SF_INFO info{};
-            SNDFILE* f = sf_open(QFile::encodeName(path("enc.wav")).constData(), SFM_READ, &info);
-            QVERIFY(f);
-            std::vector<float> read(size_t(info.frames * channels));
-            QCOMPARE(sf_readf_float(f, read.data(), info.frames), info.frames);
-            sf_close(f);
-            QCOMPARE(maxDiff(got, read), 0.0f);
-            QCOMPARE(peak(got, want.size() + 1024 * size_t(channels)), 0.0f); // once, then silence
-        }
-    }
-
-    void badFilesRaiseErrorsNamingTheFile() {
-        writeWave("good.wav", SF_FORMAT_PCM_16, 1, fire);
-        writeWave("adpcm.wav", SF_FORMAT_IMA_ADPCM, 1, fire);
-        writeWave("big.wav", SF_FORMAT_PCM_16 | SF_ENDIAN_BIG, 1, fire); // RIFX
-        QFile good(path("good.wav")), adpcm(path("adpcm.wav")), big(path("big.wav"));
-        QVERIFY(good.open(QIODevice::ReadOnly) && adpcm.resize(adpcm.size() - 600) &&
-                big.open(QIODevice::ReadOnly));
-        const QByteArray bytes = good.readAll(), bigBytes = big.readAll();
-        for (auto [name, content] :
-             std::vector<std::pair<QString, QByteArray>>{{"cut.wav", bytes.left(bytes.size() / 2)},
-                                                         {"bigcut.wav", bigBytes.left(3000)},
-                                                         {"head.wav", bytes.left(20)},
-                                                         {"garbage.wav", QByteArray(3000, 'x')},
-                                                         {"empty.wav", {}}}) {
-            QFile f(path(name));
-            QVERIFY(f.open(QIODevice::WriteOnly) && f.write(content) == content.size());
-        }
-        for (const char* name : {"missing.wav", "cut.wav", "bigcut.wav", "head.wav", "garbage.wav",
-                                 "empty.wav", "adpcm.wav"}) {
-            try {
-                Sound().load(QString("\\Sounds\\") + name);
-                QFAIL(name);
-            } catch (const runtime::RuntimeError& e) {
-                QVERIFY2(e.description().contains(name), name);
+    // Each encoding plays exactly the floats libsndfile reads from it, once, then silence (in
+    // stereo a tone's even and odd samples, so that swapped channels differ). Cut short
+    // anywhere, or missing, a file raises the runtime's error naming it.
+    void everyEncodingPlaysAndEveryBrokenFileRaises() {
+        for (int channels : {1, 2})
+            for (int format : std::initializer_list<int>{
+                     SF_FORMAT_PCM_U8, SF_FORMAT_PCM_16, SF_FORMAT_PCM_16 | SF_ENDIAN_BIG,
+                     SF_FORMAT_PCM_24, SF_FORMAT_PCM_32, SF_FORMAT_FLOAT, SF_FORMAT_IMA_ADPCM,
+                     SF_FORMAT_MS_ADPCM}) {
+                const Samples read =
+                    writeWave("enc.wav", format, channels, tone(4000 * channels, 0.02, 0.3f));
+                dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{.channels = channels});
+                DSound::InitDirectSound(4321);
+                DSound::PlaySoundBuffer(load("enc.wav"));
+                const QByteArray what = QByteArray::number(channels) + " channel(s), format " +
+                                        QByteArray::number(format, 16);
+                QVERIFY2(!read.empty() && maxDiff(render(6000), read) == 0, what);
+                QFile file(path("enc.wav"));
+                for (qint64 size : {file.size() - 600, file.size() / 2, qint64(20), qint64(0)})
+                    QVERIFY2(file.resize(size) && load("enc.wav") < 0 && error.contains("enc.wav"),
+                             what + ", cut to " + QByteArray::number(size));
             }
-        }
+        QVERIFY(load("missing.wav") < 0 && error.contains("missing.wav"));
     }
 
-    // A real device stops mixing while nothing plays; a play starts it again at once, and it
-    // stops once the last sound has played out.
-    void aQuietDevicePausesItsMixer() {
-        if (qgetenv("ALSOFT_DRIVERS") != "null") QSKIP("needs OpenAL's null driver, as CTest sets");
+    // Without a device the player is told and the program ends. A real device stops mixing
+    // while nothing plays; a play starts it again at once, and it stops once the last sound
+    // has played out, though not while one plays looping.
+    void theDevice() {
         dx::test::UseLoopbackDevice(std::nullopt);
+        dx::test::OverrideDeviceName("no such device");
+        QVERIFY_THROWS_EXCEPTION(runtime::ProgramEnded, DSound::InitDirectSound(4321));
+        dx::test::OverrideDeviceName(std::nullopt);
+        QCOMPARE(boxes, QStringList{"Unable to initialize DirectSound./0"});
+        QCOMPARE(ends, QList<int>{1});
+        if (qgetenv("ALSOFT_DRIVERS") != "null") QSKIP("needs OpenAL's null driver, as CTest sets");
         DSound::InitDirectSound(4321);
         a.load("\\Sounds\\fire.wav");
         const auto mixing = [] { return dx::test::Mixing(*DSound::SoundDevice); };
-        dx::DirectSoundBuffer& fired = *DSound::SoundBuffers[0].Buffer;
         QVERIFY(!mixing());
         modSound::PlayEffect(a);
         QVERIFY(mixing());
-        QVERIFY(QTest::qWaitFor([&] { return fired.GetCurrentPosition() > 0; }, 1000));
+        QVERIFY(QTest::qWaitFor([&] { return buffer(0).GetCurrentPosition() > 0; }, 1000));
         QVERIFY(QTest::qWaitFor([&] { return !mixing(); }, 3000));
-        fired.Play(dx::DSBPLAY_LOOPING); // never ends by itself
+        buffer(0).Play(dx::DSBPLAY_LOOPING);
         QTest::qWait(1500);
         QVERIFY(mixing());
         modSound::StopEffect(a);
         QVERIFY(QTest::qWaitFor([&] { return !mixing(); }, 3000));
-    }
-
-    void noDeviceReportsAndEnds() {
-        dx::test::UseLoopbackDevice(std::nullopt);
-        dx::test::OverrideDeviceName("no such device");
-        bool after = false;
-        QVERIFY_THROWS_EXCEPTION(runtime::ProgramEnded, [&] {
-            DSound::InitDirectSound(4321);
-            after = true;
-        }());
-        dx::test::OverrideDeviceName(std::nullopt);
-        QVERIFY(!after);
-        QCOMPARE(boxes, QStringList{"Unable to initialize DirectSound./0"});
-        QCOMPARE(ends, QList<int>{1});
     }
 };
 
