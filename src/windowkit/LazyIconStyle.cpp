@@ -24,7 +24,7 @@ class DeferredIcon : public QIconEngine {
     }
     QPixmap scaledPixmap(const QSize& size, QIcon::Mode mode, QIcon::State state,
                          qreal scale) override {
-        return icon().pixmap(size, scale, mode, state);
+        return icon().pixmap(size / scale, scale, mode, state); // size: in device pixels
     }
     QSize actualSize(const QSize& size, QIcon::Mode mode, QIcon::State state) override {
         return icon().actualSize(size, mode, state);

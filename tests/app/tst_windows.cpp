@@ -1,0 +1,431 @@
+// The game's windows as a player meets them: the main window's start-up, commands, shots and
+// close requests, the dialogs it opens, and its layout and field on a scaled screen. CTest runs
+// the two scale cases again at every factor a desktop offers and on two screens.
+#include "LazyIconStyle.h"
+#include "frmBirds_Main.h"
+#include "frmExit.h"
+#include "frmGameOver.h"
+#include "frmHiScores.h"
+#include "frmInfo.h"
+#include "modGame.h"
+#include "runtimetest.h"
+
+#include <QtTest>
+#include <QtWidgets>
+
+class TestWindows : public QObject {
+    Q_OBJECT
+    QTemporaryDir base;
+    std::unique_ptr<frmBirds_Main> w;
+    QStringList log; // modal windows, messages and links opened, in turn
+    QList<int> ends; // exit statuses
+
+    // Every window keeps its size, with a close box and no minimize or maximize button.
+    static bool fixed(const QWidget* window) {
+        const Qt::WindowFlags f = window->windowFlags();
+        return window->minimumSize() == window->maximumSize() &&
+               f.testFlags(Qt::WindowCloseButtonHint | Qt::WindowSystemMenuHint) &&
+               !(f & (Qt::WindowMinimizeButtonHint | Qt::WindowMaximizeButtonHint));
+    }
+    // Logs the modal window shown a moment later and answers it if it is the one expected (any,
+    // for none); any other is just hidden.
+    void whenModal(QWidget* expected, std::function<void()> answer = {}) {
+        QTimer::singleShot(300, [=, this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            log << (!modal ? "none" : modal->windowTitle() + (fixed(modal) ? "" : " unfixed"));
+            if (modal && (!expected || modal == expected) && answer)
+                answer();
+            else if (modal)
+                modal->hide();
+        });
+    }
+    // A running game, no bird in the air, a full gun.
+    void freshGame() {
+        if (modGame::GameState != modGame::StatePlaying) modGame::Go();
+        for (auto& bird : modGame::Birds)
+            bird->Zero();
+        modGame::BirdsLeft = 0;
+        modGame::Bullets = 10;
+    }
+    PictureBox& screen() { return w->picScreen(); }
+    QRect in(const QWidget* c) { return QRect(c->mapTo(w.get(), QPoint(0, 0)), c->size()); }
+
+  public slots:
+    // Stands in for the desktop's browser and mail program.
+    void openUrl(const QUrl& url) { log << url.toString(); }
+
+  private slots:
+    void initTestCase() {
+        QApplication::setStyle(new LazyIconStyle); // as the program does
+        // As long as a real message box would, it keeps the event loop running.
+        runtime::SetMsgBoxHook([this](const QString& prompt, int) {
+            QTest::qWait(150);
+            log << prompt + " @" + QString::number(modGame::TickCount);
+        });
+        runtime::SetInputBoxHook([this](const QString& prompt, const QString&) {
+            log << "prompt " + prompt + (QApplication::activeModalWidget() ? " covered" : "");
+            return QString("Ace");
+        });
+        runtime::SetEndHook([this](int status) { ends << status; });
+        for (const char* scheme : {"file", "mailto"})
+            QDesktopServices::setUrlHandler(scheme, this, "openUrl");
+
+        // No background: a run-time error, and no 1 ms tick reaches the engine; then it is there.
+        runtime::SetAppPath(base.path());
+        w = std::make_unique<frmBirds_Main>();
+        QCOMPARE(ends, QList<int>{1});
+        QVERIFY2(log.size() == 1 && log[0].contains("53") && log[0].endsWith(" @0"),
+                 qPrintable(log.join(';')));
+        w.reset();
+        log = {}, ends = {};
+        const QString run = qEnvironmentVariable("MORVEL_RUN_DIR");
+        QVERIFY(QFile::link(run + "/Graphics", base.path() + "/Graphics") &&
+                QFile::link(run + "/Sounds", base.path() + "/Sounds"));
+        w = std::make_unique<frmBirds_Main>();
+        w->show();
+        QVERIFY(QTest::qWaitForWindowExposed(w.get()) && fixed(w.get()));
+
+        // Reading any picture through the toolkit loads all of its image plugins, so the bars'
+        // overflow icons are read only when drawn; drawn, they are the style's own.
+        QFile maps("/proc/self/maps");
+        QVERIFY(maps.open(QIODevice::ReadOnly) && !maps.readAll().contains("/imageformats/"));
+        const QStyle* own = static_cast<QProxyStyle*>(QApplication::style())->baseStyle();
+        for (auto which : {QStyle::SP_ToolBarHorizontalExtensionButton,
+                           QStyle::SP_ToolBarVerticalExtensionButton}) {
+            const QImage drawn = w->style()->standardIcon(which).pixmap(16).toImage();
+            QVERIFY(!drawn.isNull() && drawn == own->standardIcon(which).pixmap(16).toImage());
+        }
+    }
+
+    // The menus' captions with their access keys; each toolbar position's image, told by its
+    // pixels (0: a spacer); the group's three pressed like radio buttons: at the start, after
+    // Pause twice (nothing changes at the title), as the game sets them. A screen reader's
+    // view: e2e_game.
+    void asLaidOut() {
+        QStringList shown;
+        for (QAction* m : w->menuBar()->actions()) {
+            shown << m->text();
+            for (QAction* a : m->menu()->actions())
+                shown << (a->isSeparator() ? "-" : a->text());
+        }
+        const ImageList images;
+        for (int i = 1, n; i <= 14; shown << QString::number(n), ++i)
+            for (n = ImageList::Count; n > 0 && (w->Buttons(i)->icon().isNull() ||
+                                                 w->Buttons(i)->icon().pixmap(16).toImage() !=
+                                                     images.icon(n).pixmap(16).toImage());)
+                --n;
+        const auto pressed = [this] {
+            return QString::number(w->Buttons(1)->isChecked() * 100 +
+                                   w->Buttons(2)->isChecked() * 10 + w->Buttons(3)->isChecked());
+        };
+        for (int step = 0; step < 4; ++step) {
+            if (step == 1 || step == 2) w->Buttons(2)->trigger();
+            if (step == 3) w->setButtonValue(1, 1);
+            shown << pressed();
+        }
+        QCOMPARE(shown.join(';'), "&Game;&Go!;&Pause;&Stop!;-;&High Scores;-;&Exit;&Options;"
+                                  "&Increase Speed;&Decrease Speed;&Toggle Sound;&Help;&Info;"
+                                  "10;8;1;0;0;6;11;0;0;7;0;0;5;3;1;10;10;100");
+        QTRY_COMPARE_WITH_TIMEOUT(pressed(), "1", 2000); // the refresh's choice
+    }
+
+    // Any button shoots, in the field only, at the point rounded half to even: at a bird whose
+    // corner is on even pixels, as only one entering on an even row gets (whole, fixed steps).
+    void anyButtonShootsInTheFieldAtTheHalfToEvenPoint() {
+        freshGame();
+        for (Qt::MouseButton b : {Qt::LeftButton, Qt::RightButton, Qt::MiddleButton})
+            QTest::mouseClick(&screen(), b, {}, QPoint(300, 300));
+        QTest::mousePress(w->statusBar(), Qt::LeftButton, {}, QPoint(50, 10));
+        QTest::mousePress(w->findChild<QWidget*>("lblBirds"), Qt::RightButton);
+        QCOMPARE(modGame::Bullets, 7);
+        freshGame();
+        clsBird& bird = *modGame::Birds[0];
+        do {
+            bird.Zero();
+            bird.appear();
+        } while (bird.posY() % 2 != 0);
+        const auto placed = [&] {
+            return QRect(0, 0, 401, 291).contains(bird.posX(), bird.posY()) &&
+                   bird.posX() % 2 == 0 && bird.posY() % 2 == 0;
+        };
+        for (int i = 0; i < 10000 && !placed(); ++i)
+            bird.move();
+        QVERIFY(placed());
+        const clsBird there = bird;
+        // Whether a shot at the bird's corner plus (dx, dy) hits: dx 45 to 98, dy 50 to 100.
+        auto hits = [&](double dx, double dy) {
+            freshGame();
+            bird = there;
+            const modGame::Long score = modGame::Score;
+            emit screen().MouseDown(2, 0, there.posX() + dx, there.posY() + dy);
+            return modGame::Score == score + 50;
+        };
+        QVERIFY(hits(98.5, 60) && hits(60, 49.5));                       // to 98, 50
+        QVERIFY(!hits(44.5, 60) && !hits(99.5, 60) && !hits(60, 100.6)); // 44, 100, 101
+    }
+
+    // Ten birds end the game inside a tick; the ticks arriving meanwhile are dropped, not made
+    // up later. The game-over dialog's Close offers the final score to the high-score table,
+    // asking for a name once the dialog has gone; its close box does not.
+    void gameOver() {
+        frmGameOver& go = frmGameOver::instance();
+        frmHiScores& hs = frmHiScores::instance();
+        for (const auto& [score, closeBox, expected] :
+             {std::tuple{700, false, "Game Over!;prompt Enter Name:;High Scores;1.Ace 700"},
+              {0, false, "Game Over!;High Scores;1.No One 0"},
+              {5000, true, "Game Over!;none"}}) {
+            hs.mnuReset_Click(); // a fresh table
+            freshGame();
+            modGame::BirdsLeft = 10;
+            log = {};
+            modGame::Long atOpen = 0;
+            whenModal(&go, [&] {
+                atOpen = modGame::TickCount;
+                w->tmrGame().setInterval(20);
+                QTest::qWait(300);
+                if (modGame::TickCount != atOpen) log << "ticked";
+                modGame::Score = score;
+                whenModal(&hs, [&] {
+                    log << hs.lblName[0]->text() + " " + hs.lblScore[0]->text();
+                    hs.cmdClose->click();
+                });
+                closeBox ? (void)go.close() : go.cmdClose->click();
+            });
+            QTRY_COMPARE(log.join(';'), expected);
+            QCOMPARE(hs.HiScores[0].Points, closeBox ? 0 : score);
+            QTRY_VERIFY_WITH_TIMEOUT(modGame::TickCount > atOpen + 3, 2000);
+            QCOMPARE(log.join(';'), expected); // and no error box
+        }
+    }
+
+    // Every menu item, toolbar button and close request reaches its own command: the game's
+    // state, speed and sound after it, from a game paused (for Go) or running; the window it
+    // opens, and what that does when answered: still open, or the exit statuses (leaving is
+    // no failure). Closing on real desktops: e2e_desktops.
+    void everyCommandReachesItsAction() {
+        const std::tuple<const char*, int, QString, QString> rows[] = {
+            {"mnuGo", 1, "", "1 50 -1 none"}, // from a paused game
+            {"mnuPause", 2, "", "2 50 -1 none"},
+            {"mnuStop", 3, "", "0 50 -1 High Scores open"},
+            {"mnuHiScores", 0, "", "2 50 -1 High Scores open"}, // 0: not on the toolbar
+            {"mnuExit", 14, "No!", "2 50 -1 Exit Game?!"},
+            {"close", 0, "Esc", "2 50 -1 Exit Game?!"},
+            {"close", 0, "Yes!", "2 50 -1 Exit Game?! ends 0"},
+            {"close", 0, "Enter", "2 50 -1 Exit Game?! ends 0"},
+            {"mnuIncreseSpeed", 7, "", "1 47 -1 none"},
+            {"mnuDecreaseSpeed", 6, "", "1 53 -1 none"},
+            {"mnuSound", 10, "", "1 50 0 none"},
+            {"mnuAbout", 13, "Enter", "2 50 -1 About The Morvel Bird Game!"}};
+        for (const auto& [item, button, answer, after] : rows)
+            for (QAction* command : {w->findChild<QAction*>(item), w->Buttons(button)}) {
+                if (!command && QLatin1String(item) != "close") continue;
+                freshGame();
+                if (button == 1) modGame::PauseGame();
+                modGame::TimerInterval = 50;
+                modGame::SoundEnabled = runtime::True;
+                ends = {};
+                whenModal(nullptr, [&] {
+                    QWidget* modal = QApplication::activeModalWidget();
+                    if (answer == "Esc" || answer == "Enter")
+                        QTest::keyClick(modal, answer == "Esc" ? Qt::Key_Escape : Qt::Key_Return);
+                    for (QPushButton* b : modal->findChildren<QPushButton*>())
+                        if (b->text() == answer) b->click();
+                    for (int status : ends)
+                        log.last() += QString(" ends %1").arg(status);
+                    if (ends.isEmpty() && modal->isVisible()) log.last() += " open";
+                    modal->hide(); // the real end never comes back here
+                });
+                if (command)
+                    command->trigger();
+                else
+                    QVERIFY(!w->close() && w->isVisible());
+                QTest::qWait(350);
+                QCOMPARE(QString::asprintf("%d %d %d ", int(modGame::GameState),
+                                           int(modGame::TimerInterval),
+                                           int(modGame::SoundEnabled)) +
+                             log.last(),
+                         after);
+            }
+    }
+
+    // The information window shows the version and mails the address it shows, the package's
+    // maintainer. Its logo opens the manual beside the program (a build) before the one where
+    // the package installs it, found from the program's directory; without either it says
+    // what is missing.
+    void info() {
+        QTemporaryDir prefix;
+        const QString app = prefix.path() + "/" MORVEL_INSTALL_APPDIR,
+                      built = app + "/morvel-birds.html";
+        const QString installed = prefix.path() + "/" MORVEL_INSTALL_DOCDIR "/morvel-birds.html";
+        QVERIFY(QDir().mkpath(app) && QDir().mkpath(QFileInfo(installed).path()));
+        runtime::SetAppPath(app);
+        frmInfo& info = frmInfo::instance();
+        log = {};
+        whenModal(&info, [&] {
+            log << info.lblVersion->text() << info.lblEmail->text();
+            QTest::mouseClick(info.picLogo, Qt::LeftButton);
+            for (const QString& page : {installed, built}) {
+                QVERIFY(QFile(page).open(QIODevice::WriteOnly));
+                QTest::mouseClick(info.picLogo, Qt::LeftButton);
+            }
+            QTest::mouseClick(info.lblEmail, Qt::LeftButton);
+            info.hide();
+        });
+        info.exec();
+        runtime::SetAppPath(base.path());
+        QCOMPARE(log.size(), 7);
+        const QString address = log[2].mid(QStringLiteral("Email:").size());
+        QCOMPARE(log.mid(0, 2), (QStringList{"About The Morvel Bird Game!", "Version 1.1.0"}));
+        QVERIFY2(log[3].contains("not installed") && log[3].contains(" " + installed + " @"),
+                 qPrintable(log[3]));
+        QCOMPARE(log.mid(4),
+                 (QStringList{QUrl::fromLocalFile(installed).toString(),
+                              QUrl::fromLocalFile(built).toString(), "mailto:" + address}));
+        QVERIFY2(QRegularExpression("^[a-z.-]+@[a-z-]+(\\.[a-z-]+)+$").match(address).hasMatch(),
+                 qPrintable(address));
+    }
+
+    // At the screen's factor: the controls laid out around the field, and the field's pixels.
+    void atTheScaleGiven() {
+        QCOMPARE(
+            w->devicePixelRatioF(),
+            qEnvironmentVariable("QT_SCALE_FACTOR", "1").toDouble() *
+                qEnvironmentVariable("QT_SCREEN_SCALE_FACTORS", "1").section(';', 0, 0).toDouble());
+        w->tmrGame().stop(); // no frame paints over the test's picture
+        checkScaled(true);
+    }
+
+    // Moved to a screen of another factor: the field and the window are fitted again, at once
+    // (a moment later the offscreen platform gives the window back its old size).
+    void onAScreenOfAnotherScale() {
+        if (QGuiApplication::screens().size() < 2) QSKIP("one screen");
+        const double before = w->devicePixelRatioF();
+        w->move(QGuiApplication::screens()[1]->geometry().topLeft() + QPoint(20, 20));
+        QTRY_VERIFY(w->screen() == QGuiApplication::screens()[1]);
+        QVERIFY(w->devicePixelRatioF() != before);
+        checkScaled(false);
+    }
+
+  private:
+    // Each control where the laid-out twips put it, from the field's laid-out corner (0, 720),
+    // a laid-out pixel as many device pixels as a field pixel, within a pixel; no text cut; the
+    // toolbar's buttons 23 x 22 laid-out pixels, left to right. Then every field pixel shows as a
+    // block of k x k device pixels, k the nearest whole factor; a press on any device pixel of a
+    // block reports that pixel, one on the border nothing; a transfer repaints only what it
+    // wrote, and that leaves the whole field right.
+    void checkScaled(bool repaint) {
+        const double ratio = w->devicePixelRatioF(), unit = screen().pixelFactor() / ratio / 12;
+        const QRect f = in(&screen());
+        const int right = int(std::lround(f.width() / unit)), bottom = int(f.height() / unit);
+        QCOMPARE(f.size(), QSize(int(std::ceil(7200 * unit - 1e-6)) + 4,
+                                 int(std::ceil(4800 * unit - 1e-6)) + 4));
+        const std::pair<const char*, QRect> controls[] = {
+            {"Toolbar", {0, -720, right, 336}},
+            {"lblSpeed", {0, -240, 612, 240}},
+            {"pbSpeed", {600, -240, 1452, 228}},
+            {"lblBirds", {2160, -240, 492, 240}},
+            {"pbBirds", {2640, -240, 2172, 240}},
+            {"lblBullets", {4920, -240, 612, 240}},
+            {"pbBullets", {5520, -240, right - 5520, 240}},
+            {"StatusBar", {0, bottom, right, 360}}};
+        for (const auto& [name, laid] : controls) {
+            auto* control = w->findChild<QWidget*>(name);
+            const QRect shown = in(control);
+            const QRectF want(f.topLeft() + QPointF(laid.topLeft()) * unit,
+                              QSizeF(laid.size()) * unit);
+            QVERIFY2(std::abs(shown.x() - want.x()) <= 1 && std::abs(shown.y() - want.y()) <= 1 &&
+                         std::abs(shown.right() + 1 - want.right()) <= 1 &&
+                         std::abs(shown.bottom() + 1 - want.bottom()) <= 1 &&
+                         QRect(QPoint(), w->size()).contains(shown),
+                     name);
+            QList<QLabel*> texts = control->findChildren<QLabel*>();
+            if (auto* label = qobject_cast<QLabel*>(control)) texts << label;
+            for (const QLabel* l : texts)
+                QVERIFY2(l->fontMetrics().horizontalAdvance(l->text()) <= l->width(), name);
+        }
+        const auto* toolbar = w->findChild<QToolBar*>();
+        QCOMPARE(in(toolbar).width(), f.width());
+        QCOMPARE(in(w->statusBar()).top(), f.bottom() + 1);
+        QCOMPARE(w->size(), QSize(f.width(), in(w->statusBar()).bottom() + 1));
+        for (int i = 1, next = 0; i <= frmBirds_Main::ButtonCount; ++i) {
+            const QRect b = in(toolbar->widgetForAction(w->Buttons(i)));
+            QVERIFY2(std::abs(b.width() - 276 * unit) <= 1 &&
+                         std::abs(b.height() - 264 * unit) <= 1 && b.left() >= next &&
+                         in(toolbar).contains(b),
+                     qPrintable(QString("button %1").arg(i)));
+            next = b.right() + 1;
+        }
+
+        const int k = screen().pixelFactor();
+        QCOMPARE(k, qRound(ratio));
+        QImage field(600, 400, QImage::Format_RGB32); // neighbours differ: a smear or shift shows
+        for (int i = 0; i < 600 * 400; ++i)
+            field.setPixel(i % 600, i / 600, 0xFF000000u | (i * 2654435761u >> 8));
+        screen().setPicture(field);
+        QImage shot = w->grab().toImage().convertToFormat(QImage::Format_RGB32), want = field;
+        // The field's corner in device pixels: near its laid-out place, as shown.
+        const QPoint near = ((f.topLeft() + QPointF(2, 2)) * ratio).toPoint();
+        QPoint o(-1, -1);
+        for (int i = 0; i < 25 && o.x() < 0; ++i)
+            if (QPoint at = near + QPoint(i % 5 - 2, i / 5 - 2);
+                shot.pixel(at) == field.pixel(0, 0) &&
+                shot.pixel(at + QPoint(k, k) - QPoint(1, 1)) == field.pixel(0, 0))
+                o = at;
+        const auto blocks = [&](const QImage& of) {
+            return shot.copy(QRect(o, of.size() * k)) ==
+                   of.scaled(of.size() * k, Qt::IgnoreAspectRatio, Qt::FastTransformation);
+        };
+        QVERIFY2(o.x() >= 0 && blocks(field), "the field, every pixel a block");
+
+        QSignalSpy spy(&screen(), &PictureBox::MouseDown);
+        const QList<QPoint> pixels{{0, 0}, {599, 399}, {123, 45}, {598, 1}};
+        QList<QPointF> presses; // in device pixels: on the first and last of each block
+        for (QPoint p : pixels)
+            for (double d : {0.0, 0.5, k - 0.01})
+                presses << QPointF(o.x() + k * p.x() + d, o.y() + k * p.y() + d);
+        presses << QPointF(o.x() - 1, o.y() + 10) << QPointF(o.x() + 600 * k, o.y() + 10)
+                << QPointF(o.x() + 10, o.y() + 400 * k);
+        for (QPointF at : presses) {
+            const QPointF local = at / ratio - f.topLeft();
+            QMouseEvent e(QEvent::MouseButtonPress, local, screen().mapToGlobal(local),
+                          Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+            QApplication::sendEvent(&screen(), &e);
+        }
+        QCOMPARE(spy.size(), 3 * pixels.size());
+        for (int i = 0; i < spy.size(); ++i)
+            QCOMPARE(QPointF(spy[i][2].toDouble(), spy[i][3].toDouble()), QPointF(pixels[i / 3]));
+        if (!repaint) return;
+
+        struct : QObject { // the regions repainted
+            QRegion seen;
+            bool eventFilter(QObject*, QEvent* e) override {
+                if (e->type() == QEvent::Paint) seen += static_cast<QPaintEvent*>(e)->region();
+                return false;
+            }
+        } repainted;
+        screen().installEventFilter(&repainted);
+        QCoreApplication::sendPostedEvents(); // paints still due from earlier changes first
+        QCoreApplication::processEvents();
+        repainted.seen = QRegion();
+        QImage patch(37, 23, QImage::Format_RGB32);
+        patch.fill(0xFF102030u);
+        const gdi::HDC from = gdi::CreateSurfaceDC(&patch);
+        for (QPoint at : {QPoint(123, 45), QPoint(-7, 390), QPoint(580, -5)}) {
+            gdi::BitBlt(screen().hDC(), at.x(), at.y(), 37, 23, from, 0, 0, gdi::SRCCOPY);
+            QPainter(&want).drawImage(at, patch);
+        }
+        gdi::DeleteDC(from);
+        QVERIFY(QTest::qWaitFor([&] { return !repainted.seen.isEmpty(); }));
+        screen().removeEventFilter(&repainted);
+        int area = 0;
+        for (const QRect& r : repainted.seen)
+            area += r.width() * r.height();
+        QVERIFY(area < screen().width() * screen().height() / 20);
+        screen().render(&shot, f.topLeft() + repainted.seen.boundingRect().topLeft(),
+                        repainted.seen);
+        QVERIFY2(blocks(want), "the field after a transfer, repainted only where it wrote");
+    }
+};
+
+QTEST_MAIN(TestWindows)
+#include "tst_windows.moc"
