@@ -1,3 +1,4 @@
+#include "../TestFiles.h"
 #include "ScoreFile.h"
 #include "ScoreJournal.h"
 #include "frmHiScores.h"
@@ -30,16 +31,6 @@ ScoreTable tableOf(std::initializer_list<ScoreEntry> rows, const ScoreEntry& spa
     std::copy(rows.begin(), rows.end(), t.begin());
     t[10] = spare;
     return t;
-}
-
-QByteArray readFile(const QString& name) {
-    QFile f(name);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-void writeFile(const QString& name, const QByteArray& bytes) {
-    QFile f(name);
-    QVERIFY(f.open(QIODevice::WriteOnly) && f.write(bytes) == bytes.size() && f.flush());
 }
 
 // Run as "--play DIR NAME [SCORE...]", the test program is another game without a window: it
