@@ -110,7 +110,6 @@ class BirdTest : public QObject {
     void missingFilesAreReported_data() {
         QTest::addColumn<QString>("missing");
         QTest::addColumn<int>("reports"); // -1: a run-time error
-        QTest::newRow("BirdR2.bmp") << "/Graphics/BirdR2.bmp" << 1;
         // Each direction loads its own memory bitmap, even of the same explosion file.
         QTest::newRow("explosion4mask.bmp") << "/Graphics/explosion4mask.bmp" << 2;
         QTest::newRow("Bird3.wav") << "/Sounds/Bird3.wav" << -1;
