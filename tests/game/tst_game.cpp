@@ -167,7 +167,7 @@ class GameTest : public QObject {
         runtime::SeedRandom(20240611u);
     }
 
-    // From start-up on: the slowest speed, a full gun that hits two birds at once, then random
+    // From start-up on: both speed limits, a full gun that hits two birds at once, then random
     // shots and commands between MORVEL_SOAK_TICKS ticks, each step held to the rules.
     void rulesHoldOverManyTicks() {
         const int set = qEnvironmentVariableIntValue("MORVEL_SOAK_TICKS");
@@ -176,8 +176,8 @@ class GameTest : public QObject {
                                              SpeedUp, SlowDown, StopGame};
         Tick(true);
         Command(Go);
-        for (int i = 0; i < 8; ++i) // to the slowest and past it
-            Command(SlowDown);
+        for (int i = 0; i < 31; ++i) // to the fastest and past it, then the slowest and past it
+            Command(i < 12 ? SpeedUp : SlowDown);
         LaunchBird(), LaunchBird();
         *Birds[1] = *Birds[0];
         Shot(Birds[0]->posX() + 70, Birds[0]->posY() + 75);
