@@ -1,5 +1,7 @@
 // Runs the asset generator twice and checks what the game relies on in its files.
 
+#include "../TestFiles.h"
+
 #include <QImage>
 #include <QtTest> // with all of QtCore
 
@@ -25,10 +27,6 @@ class TestAssets : public QObject {
     Q_OBJECT
     QTemporaryDir dir, again;
 
-    QByteArray Read(const QTemporaryDir& d, const QString& name) const {
-        QFile f(d.filePath(name));
-        return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-    }
     QImage Bmp(const QString& stem) const {
         return QImage(dir.filePath("Graphics/" + stem + ".bmp"), "BMP")
             .convertToFormat(QImage::Format_RGB32);
@@ -55,7 +53,8 @@ class TestAssets : public QObject {
             written.sort(), names.sort();
             QCOMPARE(written, names);
             for (const QString& name : names)
-                QVERIFY2(Read(dir, folder + name) == Read(again, folder + name), qPrintable(name));
+                QVERIFY2(readFile(dir.filePath(folder + name)) == readFile(again.filePath(folder + name)),
+                         qPrintable(name));
         }
     }
 
@@ -93,7 +92,7 @@ class TestAssets : public QObject {
     // of headroom, so nothing clips, and a sound at all.
     void soundsAreValidUnclippedPcm() {
         for (const QString& name : Sounds) {
-            const QByteArray b = Read(dir, "Sounds/" + name);
+            const QByteArray b = readFile(dir.filePath("Sounds/" + name));
             const auto u32 = [&](int at) { return qFromLittleEndian<quint32>(b.constData() + at); };
             QVERIFY2(b.size() > 44 && b.startsWith("RIFF") && u32(4) == quint32(b.size() - 8) &&
                          b.mid(8, 16) == QByteArray::fromHex("57415645666d74201000000001000100") &&

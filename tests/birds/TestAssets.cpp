@@ -1,4 +1,5 @@
 #include "TestAssets.h"
+#include "../TestFiles.h"
 
 #include "AssetNames.h"
 #include "dstest.h"
@@ -36,10 +37,8 @@ void WriteAll(const QString& dir) {
                                       "\x44\xAC\0\0\2\0\x10\0data\x72\x03\0\0",
                                       44) +
                            QByteArray(882, 0);
-    for (const QString& name : sounds) {
-        QFile out(local(name));
-        if (out.open(QIODevice::WriteOnly)) out.write(wav);
-    }
+    for (const QString& name : sounds)
+        writeFile(local(name), wav);
 }
 
 void Prepare(const QString& dir, QStringList& messages) {

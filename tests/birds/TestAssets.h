@@ -19,11 +19,6 @@ inline QString FrameStem(int frame, int direction) {
     return frame < 5 ? QString("\\Graphics\\Bird%1%2").arg(direction < 0 ? 'L' : 'R').arg(frame + 1)
                      : QString("\\Graphics\\explosion%1").arg(frame - 4);
 }
-// What a masked pair shows over the background: the mask's colour keeps part of it.
-inline QRgb Composed(const QString& stem) {
-    return (ColourOf("\\Graphics\\BackGround.bmp") & ColourOf(stem + "mask.bmp")) |
-           ColourOf(stem + ".bmp");
-}
 
 void WriteAll(const QString& dir);
 // WriteAll, then points the program there, opens the sound device and collects message boxes.
