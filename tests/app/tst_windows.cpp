@@ -179,7 +179,7 @@ class TestWindows : public QObject {
             modGame::BirdsLeft = 10;
             log = {};
             modGame::Long atOpen = 0;
-            whenModal(&go, [&] {
+            whenModal(&go, [&, score = score, closeBox = closeBox] {
                 atOpen = modGame::TickCount;
                 w->tmrGame().setInterval(20);
                 QTest::qWait(300);
@@ -224,7 +224,7 @@ class TestWindows : public QObject {
                 modGame::TimerInterval = 50;
                 modGame::SoundEnabled = runtime::True;
                 ends = {};
-                whenModal(nullptr, [&] {
+                whenModal(nullptr, [&, answer = answer] {
                     QWidget* modal = QApplication::activeModalWidget();
                     if (answer == "Esc" || answer == "Enter")
                         QTest::keyClick(modal, answer == "Esc" ? Qt::Key_Escape : Qt::Key_Return);

@@ -60,7 +60,8 @@ class Image:
         return self.row(y, x, 1)
 
     def crop(self, x, y, x1, y1):  # the box from (x, y) to (x1, y1), clipped to the image
-        x, y, x1, y1 = max(0, x), max(0, y), min(self.w, x1), min(self.h, y1)
+        x, y = min(self.w, max(0, x)), min(self.h, max(0, y))
+        x1, y1 = max(x, min(self.w, x1)), max(y, min(self.h, y1))
         rows = b"".join(self.row(r, x, x1 - x) for r in range(y, y1))
         return Image(b"P6 %d %d 255\n" % (x1 - x, y1 - y) + rows)
 
