@@ -15,13 +15,12 @@ class TestRuntime : public QObject {
     void conversionRoundsHalvesToEven() {
         const auto converted = [](auto convert, std::initializer_list<double> values) {
             QStringList out;
-            for (double v : values) {
+            for (double v : values)
                 try {
                     out << QString::number(convert(v));
                 } catch (const RuntimeError& e) {
                     out << QString("error %1").arg(e.number());
                 }
-            }
             return out.join(' ');
         };
         QCOMPARE(converted(CInt, {0.5, 1.5, 2.5, 3.5, -0.5, -1.5, -2.5, 2.4999, 2.5001, -2.7,
