@@ -1,7 +1,12 @@
-#include "../birds/TestAssets.h"
+#include "../TestFiles.h"
+#include "AssetNames.h"
+#include "DSound.h"
+#include "dstest.h"
 #include "modBirds.h"
 #include "modGame.h"
+#include "runtimetest.h"
 
+#include <QDir>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
@@ -9,11 +14,65 @@
 #include <map>
 #include <random>
 
+// Each asset picture is of one colour, telling which file a bitmap came from.
+static QRgb ColourOf(const QString& relativeName) {
+    return 0xFF000000u | (qHash(relativeName) & 0xFFFFFFu);
+}
+// A bird's picture, without its ending, at a frame and facing a way; from frame 5 on it explodes.
+static QString FrameStem(int frame, int direction) {
+    return frame < 5 ? QString("\\Graphics\\Bird%1%2").arg(direction < 0 ? 'L' : 'R').arg(frame + 1)
+                     : QString("\\Graphics\\explosion%1").arg(frame - 4);
+}
+
+static void WriteAssets(const QString& dir) {
+    using namespace AssetNames;
+    QDir().mkpath(dir + "/Graphics");
+    QDir().mkpath(dir + "/Sounds");
+    const auto local = [&](QString relative) { return dir + relative.replace('\\', '/'); };
+    QStringList pictures{BackGround, Title, TitleMask}, sounds{GunFire, GunCock, GunEmpty};
+    for (int n = 1; n <= 7; ++n) {
+        sounds << BirdCall(n) << ExplosionSound(std::min(n, 4));
+        for (const QString suffix : {".bmp", "mask.bmp"})
+            if (n <= 5)
+                pictures << BirdFrame(u'L', n, suffix) << BirdFrame(u'R', n, suffix)
+                         << ExplosionFrame(n, suffix);
+    }
+    // One size, larger than any picture is drawn: only its top-left part may show.
+    for (const QString& name : pictures) {
+        QImage image(name == BackGround ? QSize(600, 400) : QSize(432, 148), QImage::Format_RGB32);
+        image.fill(ColourOf(name));
+        image.save(local(name), "BMP");
+    }
+    QImage cursor(32, 32, QImage::Format_ARGB32);
+    cursor.fill(Qt::red);
+    cursor.save(local(Cursor), "ICO");
+    // 441 frames of 16-bit mono 22050 Hz silence.
+    const QByteArray wav = QByteArray("RIFF\x96\x03\0\0WAVEfmt \x10\0\0\0\1\0\1\0\x22\x56\0\0"
+                                      "\x44\xAC\0\0\2\0\x10\0data\x72\x03\0\0",
+                                      44) +
+                           QByteArray(882, 0);
+    for (const QString& name : sounds)
+        writeFile(local(name), wav);
+}
+
+// On the loopback sound device a sound started stays playing until stopped.
+static bool Playing(const Sound& sound) {
+    const auto& r = DSound::SoundBuffers.at(static_cast<std::size_t>(sound.bufferIndex()));
+    return r.Buffer && (r.Buffer->GetStatus() & dx::DSBSTATUS_PLAYING) != 0;
+}
+template <class Table> int CountPlaying(const Table& t) {
+    return int(std::count_if(t.begin(), t.end(), [](const auto& s) { return Playing(*s); }));
+}
+static void SilenceAll() {
+    for (std::size_t i = 0; i < DSound::SoundBuffers.size(); ++i)
+        DSound::StopSoundBuffer(static_cast<runtime::Integer>(i));
+}
+
 using namespace modGame;
-using namespace TestAssets;
 using Bar = GameWindow::Bar;
 using Bars = std::map<Bar, float>;
 using Buttons = std::map<int, int>;
+using Frames = QList<int>;
 
 // A stand-in main window recording what the engine shows on it and, with the game state at
 // the time, which windows it opens.
@@ -155,7 +214,12 @@ class GameTest : public QObject {
 
   private slots:
     void initTestCase() {
-        Prepare(dir.path(), messages);
+        WriteAssets(dir.path());
+        runtime::SetAppPath(dir.path());
+        runtime::SetMsgBoxHook([this](const QString& prompt, int) { messages << prompt; });
+        runtime::SetEndHook([this](int) { qFatal("ended: %s", qPrintable(messages.join('|'))); });
+        dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{});
+        DSound::InitDirectSound(1); // any window handle will do
         w.screen.setAutoSize(true);
         w.screen.setPicture(LoadPicture(dir.path() + "/Graphics/BackGround.bmp"));
         w.buffer.setPicture(QImage(600, 400, QImage::Format_RGB32));
@@ -223,6 +287,105 @@ class GameTest : public QObject {
             const double p = std::min(1.0, (score / 100.0 + 20) / 1000.0);
             QVERIFY2(std::abs(launched - 2500 * p) <= 5 * std::sqrt(2500 * p * (1 - p)),
                      qPrintable(QString("score %1: %2 launched").arg(score).arg(launched)));
+        }
+    }
+
+    // Birds enter beside the field, step by their own speed, never clamped, face the way they
+    // fly and turn back once past their box; 49 in 100 enter flying left.
+    void fliesWithinItsBox() {
+        int left = 0, turns = 0;
+        for (int i = 0; i < 4000; ++i) {
+            clsBird bird;
+            bird.appear();
+            const auto entry = bird.direction();
+            left += entry == -1;
+            QVERIFY(bird.posX() == (entry == -1 ? 610 : -150) && bird.posY() >= 0 &&
+                    bird.posY() <= 320 && bird.speedX() >= 7 && bird.speedX() < 9.8 &&
+                    std::abs(bird.speedY()) >= 2 && std::abs(bird.speedY()) < 2.8);
+            for (int m = 0; m < (i < 20 ? 3000 : 1); ++m) {
+                const int x = bird.posX();
+                bird.move();
+                // Whatever the first random reversal did, an entrant turns into the field.
+                QVERIFY(bird.direction() == (bird.speedX() > 0 ? 1 : -1) &&
+                        (m > 0 || bird.direction() == entry) &&
+                        std::abs(std::abs(bird.posX() - x) - std::abs(bird.speedX())) <= 0.5 &&
+                        (bird.posX() >= -50 || bird.speedX() > 0) &&
+                        (bird.posX() <= 510 || bird.speedX() < 0) &&
+                        (bird.posY() >= -10 || bird.speedY() > 0) &&
+                        (bird.posY() <= 310 || bird.speedY() < 0));
+                turns += bird.posX() > 510 || bird.posX() < -50;
+            }
+        }
+        QVERIFY(turns > 100);
+        QVERIFY2(std::abs(left - 0.49 * 4000) < 5 * std::sqrt(4000 * 0.49 * 0.51),
+                 qPrintable(QString::number(left)));
+    }
+
+    // A shot at an offset from the corner of a bird that entered from one side and moved 0 or
+    // 1 times; then the frame after the shot and after each move (-1: gone). How the frames
+    // look on the field is the soak's to check.
+    void shotsAndFrames_data() {
+        for (const char* column : {"dx", "dy", "side", "moves"})
+            QTest::addColumn<int>(column);
+        QTest::addColumn<Frames>("frames");
+        const Frames wings0{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1},
+            wings1{0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1, 1}, blast0{5, 5, 6, 6, 7, 7, 8, 8, 9, 9, -1},
+            blast1{5, 6, 6, 7, 7, 8, 8, 9, 9, -1};
+        QTest::newRow("hit top left, clock 0") << 45 << 50 << -1 << 0 << blast0;
+        QTest::newRow("hit bottom right, clock 1") << 98 << 100 << 1 << 1 << blast1;
+        QTest::newRow("hit bottom left, clock 1") << 45 << 100 << -1 << 1 << blast1;
+        QTest::newRow("hit top right, clock 0") << 98 << 50 << 1 << 0 << blast0;
+        QTest::newRow("missed left") << 44 << 60 << -1 << 0 << wings0;
+        QTest::newRow("missed right") << 99 << 60 << 1 << 1 << wings1;
+        QTest::newRow("missed above") << 60 << 49 << 1 << 0 << wings0;
+        QTest::newRow("missed below") << 60 << 101 << -1 << 1 << wings1;
+    }
+    void shotsAndFrames() {
+        QFETCH(int, dx);
+        QFETCH(int, dy);
+        QFETCH(int, side);
+        QFETCH(int, moves);
+        QFETCH(Frames, frames);
+        if (SoundEnabled == runtime::False) ToggleSound(); // as the soak may have left it
+        clsBird bird;
+        do {
+            bird.Zero();
+            bird.appear();
+        } while (bird.direction() != side);
+        if (moves) bird.move();
+        SilenceAll();
+        const double speedY = bird.speedY();
+        const Integer x = Integer(bird.posX() + dx), y = Integer(bird.posY() + dy);
+        const bool hits = frames[0] == 5;
+        QCOMPARE(bird.hit(x, y) == runtime::True, hits);
+        QCOMPARE(bird.hit(x, y), runtime::False); // an exploding bird is not hit again
+        bird.appear();                            // and a bird in the air does not enter again
+        QCOMPARE(CountPlaying(modBirds::ExplosionSounds), hits ? 1 : 0);
+        QCOMPARE(bird.speedY(), hits ? 5.0 : speedY); // it drops while it explodes
+        for (int m = 0; m < frames.size(); ++m) {
+            if (m) bird.move();
+            const int f = frames[m];
+            QCOMPARE(bird.exist(), f == -1 ? runtime::False : runtime::True);
+            if (f == -1) break;
+            QCOMPARE(bird.frame(), f);
+        }
+    }
+
+    // Each direction loads its own memory bitmap, even of the same explosion file; a sound
+    // missing is a run-time error.
+    void missingFilesAreReported() {
+        for (const QString missing : {"/Graphics/explosion4mask.bmp", "/Sounds/Bird3.wav"}) {
+            QTemporaryDir other;
+            WriteAssets(other.path());
+            QVERIFY(QFile::remove(other.path() + missing));
+            runtime::SetAppPath(other.path());
+            messages.clear();
+            if (missing.endsWith(".wav"))
+                QVERIFY_THROWS_EXCEPTION(runtime::RuntimeError, modBirds::LoadBirdAssets());
+            else
+                modBirds::LoadBirdAssets();
+            QCOMPARE(messages,
+                     QStringList(missing.endsWith(".wav") ? 0 : 2, "Failure in creating dc"));
         }
     }
 };
