@@ -120,9 +120,8 @@ class Game:
         self.booms = [sprite(f"explosion{n}", 5, 0.85, 20) for n in range(1, 6)]
 
     def close(self):
-        for proc in (self.proc, self.desktop, self.xvfb):
-            if proc:
-                stop(proc)
+        for proc in filter(None, (self.proc, self.desktop, self.xvfb)):
+            stop(proc)
 
     def x(self, *args):
         return subprocess.run(args, env=self.env, capture_output=True, text=True).stdout
