@@ -98,8 +98,8 @@ def play(run_dir, user, kind, k, work):  # returns why the desktop cannot run he
             d := changed(field(before), field(s))) and d[2] - d[0] >= k * w
             and d[3] - d[1] >= k * h)
         d = changed(before, shot)
-        check(main[0] <= d[0] and main[1] <= d[1] and d[2] <= main[2] and d[3] <= main[3],
-              f"everything that changed {d} is inside the main window {main}")
+        check(g.proc.poll() is None and main[0] <= d[0] and main[1] <= d[1] and d[2] <= main[2]
+              and d[3] <= main[3], f"the game running, all that changed {d} in its window {main}")
         shoot(shot, f"{name.lower()}-exit")
         g.keys("Return")
         poll("Yes! ends the program", lambda: g.proc.poll() is not None, 5)

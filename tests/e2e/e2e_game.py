@@ -1,16 +1,11 @@
 #!/usr/bin/env python3
 """usage: e2e_game.py RUN_DIR. Plays the game under a private Xvfb with xdotool, checking screen,
-windows, sound, scores.dat and what a screen reader finds, then briefly again at QT_SCALE_FACTOR
-1.25. E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
-import array, os, shutil, struct, sys, tempfile, time
+sound and what a screen reader finds, then briefly again at QT_SCALE_FACTOR 1.25.
+E2E_SHOTS_DIR=DIR also saves screenshot-title/explosion.png."""
+import array, os, shutil, sys, tempfile, time
 
 from harness import (H, MAIN, SHOTS, TITLE_AT, W, Game, aim_and_hit, check, copy_run, found,
                      launch, poll)
-
-NAME = "Ada Lovebird"
-rec = lambda name, points: struct.pack("<H", len(name)) + name + struct.pack("<i", points)
-table = lambda first, total: b"".join(  # ten ranked entries, a spare one and the checksum
-    rec(*e) for e in [first] + [(b"No One", 0)] * 9 + [(b"", 0)]) + struct.pack("<i", total)
 
 
 def clear_at(g, x, y):  # nothing but background within 48 pixels of a field pixel
@@ -21,9 +16,6 @@ def clear_at(g, x, y):  # nothing but background within 48 pixels of a field pix
 
 
 def title(g):
-    scores = f"{g.dir}/scores.dat"
-    poll("a fresh scores.dat: ten No One at 0, checksum 5110", lambda: os.path.exists(scores)
-         and open(scores, "rb").read() == table((b"No One", 0), 5110), 10)
     g.locate()
     poll("the title banner drawn exactly at (76, 13)",
          lambda: g.title.match(g.field(), *TITLE_AT) == 1.0, 5)
@@ -78,21 +70,6 @@ def play(g):  # a real press hits, is heard, and costs no bullet
     check(peak > 0.05, f"the shots are heard (peak {peak:.5f})")
 
 
-def high_score(g):  # the score offered to the table through the real name prompt
-    g.keys("alt+g", "s")
-    prompt = g.window("New High Score!")
-    g.x("xdotool", "windowfocus", "--sync", prompt, "type", "--delay", "25", NAME)
-    g.keys("Return", wid=prompt)
-    g.keys("Escape", wid=g.window("High Scores"))
-    data = open(f"{g.dir}/scores.dat", "rb").read()
-    pts = struct.unpack_from("<i", data, 2 + len(NAME))[0]
-    total = sum(NAME.encode()) + pts + 9 * sum(b"No One")  # name bytes plus points of ten
-    check(pts > 0 and data == table((NAME.encode(), pts), total),
-          f"scores.dat: {NAME} first with {pts} points over nine No One, checksum {total}")
-    g.window("High Scores", 3, gone=True)
-    poll("the title again", lambda: g.title.match(g.field(), *TITLE_AT) == 1.0, 3)
-
-
 def at_scale_1_25(g):  # presses rounded to the field's pixels exactly as X11 reports them
     g.locate()
     g.go()
@@ -137,7 +114,7 @@ def main():
         os.execvp("dbus-run-session", ["dbus-run-session", "--", sys.executable, *sys.argv])
     work = tempfile.mkdtemp(prefix="morvel-e2e-")
     try:
-        run(work, "run", (title, read_aloud, play, high_score),
+        run(work, "run", (title, read_aloud, play),
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1")
         run(work, "scaled", (at_scale_1_25,), QT_SCALE_FACTOR="1.25")
     except AssertionError as e:
