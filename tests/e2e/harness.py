@@ -120,9 +120,8 @@ class Game:
         self.booms = [sprite(f"explosion{n}", 5, 0.85, 20) for n in range(1, 6)]
 
     def close(self):
-        for proc in (self.proc, self.desktop, self.xvfb):
-            if proc:
-                stop(proc)
+        for proc in filter(None, (self.proc, self.desktop, self.xvfb)):
+            stop(proc)
 
     def x(self, *args):
         return subprocess.run(args, env=self.env, capture_output=True, text=True).stdout
@@ -136,22 +135,16 @@ class Game:
                       f"{w}x{h}!", "ppm:-", data=shot)
         return Image(shot)
 
-    def window(self, name, timeout=5, gone=False):
-        def probe():
-            ids = self.x("xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(name)}$")
-            return [None] if gone and not ids.split() else not gone and ids.split()
-        return poll(f'"{name}" {"closed" if gone else "shown"}', probe, timeout)[0]
-
     def box(self, wid):  # a window's corners
         v = dict(l.strip().partition(":")[::2] for l in self.x("xwininfo", "-id", wid).splitlines())
         x, y = int(v["Absolute upper-left X"]), int(v["Absolute upper-left Y"])
         return x, y, x + int(v["Width"]), y + int(v["Height"])
 
-    def keys(self, *keys, wid=None):
+    def keys(self, *keys):
         if self.desktop:  # to the compositor's focus, the pointer parked out of every screenshot
             self.x("xdotool", "mousemove", str(self.size[0] - 2), str(self.size[1] - 2))
         else:  # no window manager: focused by hand
-            self.x("xdotool", "windowfocus", "--sync", wid or self.win)
+            self.x("xdotool", "windowfocus", "--sync", self.win)
         if keys:
             self.x("xdotool", "key", "--delay", "80", *keys)
             time.sleep(0.1)
@@ -165,7 +158,8 @@ class Game:
 
     def locate(self):  # the play field, and the bullets bar above its right end
         if not self.desktop:
-            self.win = self.window(MAIN, 15)
+            self.win = poll("the main window shown", lambda: self.x(
+                "xdotool", "search", "--onlyvisible", "--name", f"^{MAIN}$").split(), 15)[0]
         x, y = poll("the background on screen", lambda: self.find_field(self.grab(raw=True)), 15,
                     0.1)
         self.phase, self.fx, self.fy = (x % self.k, y % self.k), x // self.k, y // self.k
