@@ -13,8 +13,7 @@ class TestAssets : public QObject {
     Q_OBJECT
     QTemporaryDir dir, again;
     // The names the game loads; each picture drawn through a mask is followed by the mask.
-    QStringList pictures{BackGround, Cursor}, sounds{GunFire, GunCock, GunEmpty};
-    QStringList masked{Title, TitleMask};
+    QStringList masked{Title, TitleMask}, sounds{GunFire, GunCock, GunEmpty};
 
     QString path(QString name, const QTemporaryDir& in) const {
         return in.path() + name.replace('\\', '/');
@@ -41,7 +40,7 @@ class TestAssets : public QObject {
             QVERIFY(p.waitForFinished(120000) && p.exitStatus() == QProcess::NormalExit &&
                     p.exitCode() == 0);
         }
-        QStringList names = pictures + masked + sounds, written;
+        QStringList names = masked + sounds + QStringList{BackGround, Cursor}, written;
         for (const QString folder : {"\\Graphics\\", "\\Sounds\\"})
             for (const QString& name : QDir(path(folder, dir)).entryList(QDir::Files))
                 written << folder + name;
