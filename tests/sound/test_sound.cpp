@@ -137,7 +137,8 @@ class TestSound : public QObject {
                 dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{.channels = channels});
                 DSound::InitDirectSound(4321);
                 DSound::PlaySoundBuffer(load("enc.wav"));
-                QByteArray what = QByteArray::number(channels) + ':' + QByteArray::number(format, 16);
+                const QByteArray what = QByteArray::number(channels) + " channel(s), format " +
+                                        QByteArray::number(format, 16);
                 QVERIFY2(!read.empty() && maxDiff(render(6000), read) == 0, what);
                 QFile file(path("enc.wav"));
                 for (qint64 size : {file.size() - 600, file.size() / 2, qint64(20), qint64(0)})
