@@ -4,9 +4,7 @@
 #include "modSound.h"
 #include "runtimetest.h"
 
-#include <QDir>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest> // with all of QtCore
 #include <cmath>
 #include <sndfile.h>
 
@@ -31,8 +29,7 @@ class TestSound : public QObject {
     QTemporaryDir dir;
     Samples fire = tone(3000, 0.011, 0.3f), cock = tone(2000, 0.029, 0.2f);
     Sound a, b; // fire and cock, in records 0 and 1
-    QStringList boxes;
-    QList<int> ends; // exit statuses
+    QStringList seen; // message boxes and ends
     QString error;
 
     QString path(const QString& name) { return dir.filePath("app/Sounds/" + name); }
@@ -67,8 +64,8 @@ class TestSound : public QObject {
         QVERIFY(writeWave("cock.wav", SF_FORMAT_FLOAT, 1, cock) == cock);
         dx::test::UseLoopbackDevice(dx::test::LoopbackFormat{});
         runtime::SetMsgBoxHook(
-            [this](const QString& p, int s) { boxes << QString("%1/%2").arg(p).arg(s); });
-        runtime::SetEndHook([this](int status) { ends << status; });
+            [this](const QString& p, int s) { seen << QString("%1/%2").arg(p).arg(s); });
+        runtime::SetEndHook([this](int status) { seen << QString("end %1").arg(status); });
     }
     void init() { modSound::SetSoundOn(runtime::True); }
 
@@ -89,7 +86,7 @@ class TestSound : public QObject {
         render(700);
         modSound::StopEffect(a);
         QCOMPARE(DSound::SoundBuffers[0].Status, "stopped");
-        QCOMPARE(maxDiff(render(300), {}), 0.0f);
+        render(300); // a sound still playing would have moved on
         QCOMPARE(buffer(0).GetCurrentPosition(), 0);
         buffer(0).SetCurrentPosition(4 * 500); // bytes of float frames
         buffer(0).Play(0);
@@ -99,12 +96,11 @@ class TestSound : public QObject {
         modSound::PlayEffect(b);
         modSound::StopEffect(a);
         QCOMPARE(DSound::SoundBuffers[1].Status, "Stopped");
-        QCOMPARE(maxDiff(render(500), fire, 1000), 0.0f);
         modSound::SetSoundOn(1);
         modSound::PlayEffect(b);
         Samples sum = cock;
-        for (size_t i = 1500; i < fire.size(); ++i)
-            sum[i - 1500] += fire[i];
+        for (size_t i = 1000; i < fire.size(); ++i)
+            sum[i - 1000] += fire[i];
         QVERIFY(maxDiff(render(2500), sum) < 1e-6f);
     }
 
@@ -160,8 +156,7 @@ class TestSound : public QObject {
         dx::test::OverrideDeviceName("no such device");
         QVERIFY_THROWS_EXCEPTION(runtime::ProgramEnded, DSound::InitDirectSound(4321));
         dx::test::OverrideDeviceName(std::nullopt);
-        QCOMPARE(boxes, QStringList{"Unable to initialize DirectSound./0"});
-        QCOMPARE(ends, QList<int>{1});
+        QCOMPARE(seen, QStringList({"Unable to initialize DirectSound./0", "end 1"}));
         if (qgetenv("ALSOFT_DRIVERS") != "null") QSKIP("needs OpenAL's null driver, as CTest sets");
         DSound::InitDirectSound(4321);
         a.load("\\Sounds\\fire.wav");
