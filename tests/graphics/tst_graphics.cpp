@@ -55,8 +55,7 @@ void reference(QImage& dst, int x, int y, int w, int h, const QImage& src, int s
     g.drawImage(QPoint(x, y), src, QRect(sx, sy, w, h));
 }
 
-class ScaledBox : public PictureBox {
-  public:
+struct ScaledBox : PictureBox {
     double w = 0;
     double ScaleWidth() const override { return w; }
     double ScaleHeight() const override { return 400; }
