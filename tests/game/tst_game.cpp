@@ -6,10 +6,8 @@
 #include "modGame.h"
 #include "runtimetest.h"
 
-#include <QDir>
 #include <QPainter>
-#include <QTemporaryDir>
-#include <QTest>
+#include <QtTest> // with all of QtCore
 #include <cmath>
 #include <map>
 #include <random>
@@ -72,7 +70,12 @@ using namespace modGame;
 using Bar = GameWindow::Bar;
 using Bars = std::map<Bar, float>;
 using Buttons = std::map<int, int>;
-using Frames = QList<int>;
+// A shot at an offset from the corner of a bird that entered from one side and moved 0 or 1
+// times; then the frame after the shot and after each move (-1: gone).
+struct BirdShot {
+    int dx, dy, side, moves;
+    QList<int> frames;
+};
 
 // A stand-in main window recording what the engine shows on it and, with the game state at
 // the time, which windows it opens.
@@ -150,19 +153,15 @@ class GameTest : public QObject {
         if ((TickCount + 1) % 30 == 0) SilenceAll();
         GameTick();
         const bool over = !w.calls.isEmpty();
+        const int pressed = b.playing ? 1 : b.state == StatePaused ? 2 : 3; // Go, Pause or Stop
         overs += over;
         QVERIFY(!over || w.calls == QStringList{"showGameOver @2"});
-        if (TickCount % 5 == 0)
-            QVERIFY(w.panel == "2:" + QString::number(b.score) &&
-                    w.bars == (Bars{{Bar::Speed, 90 - TimerInterval},
-                                    {Bar::Birds, b.birds},
-                                    {Bar::Bullets, b.bullets}}) &&
-                    w.buttons == (Buttons{{b.playing                ? 1
-                                           : b.state == StatePaused ? 2
-                                                                    : 3,
-                                           1},
-                                          {10, b.sound}}));
-        QVERIFY(TickCount % 5 == 0 || w.bars.empty());
+        QVERIFY(TickCount % 5 ? w.bars.empty()
+                              : w.panel == "2:" + QString::number(b.score) &&
+                                    w.bars == (Bars{{Bar::Speed, 90 - GameTimer->interval()},
+                                                    {Bar::Birds, b.birds},
+                                                    {Bar::Bullets, b.bullets}}) &&
+                                    w.buttons == (Buttons{{pressed, 1}, {10, b.sound}}));
         if (b.playing)
             QVERIFY(over == (b.birds >= 10) && GameState == (over ? StateTitle : StatePlaying) &&
                     Score == b.score + (TickCount % 5 == 0) &&
@@ -262,9 +261,7 @@ class GameTest : public QObject {
             }
             const auto flying = std::count_if(
                 Birds.begin(), Birds.end(), [](auto& b) { return b->state() == clsBird::Flying; });
-            QVERIFY2(BirdsLeft == flying && Bullets >= 0 && Bullets <= 10 && TimerInterval >= 20 &&
-                         TimerInterval <= 70 && GameTimer->interval() == TimerInterval,
-                     qPrintable(QString("step %1").arg(t)));
+            QVERIFY2(BirdsLeft == flying, qPrintable(QString("step %1").arg(t)));
         }
         QVERIFY(overs > 0 && shots[0] > 0 && shots[1] > 0 && shots[2] > 1);
         QCOMPARE(messages, QStringList());
@@ -316,36 +313,28 @@ class GameTest : public QObject {
                 turns += bird.posX() > 510 || bird.posX() < -50;
             }
         }
-        QVERIFY(turns > 100);
-        QVERIFY2(std::abs(left - 0.49 * 4000) < 5 * std::sqrt(4000 * 0.49 * 0.51),
-                 qPrintable(QString::number(left)));
+        QVERIFY2(turns > 100 && std::abs(left - 0.49 * 4000) < 5 * std::sqrt(4000 * 0.49 * 0.51),
+                 qPrintable(QString("%1 turns, %2 left").arg(turns).arg(left)));
     }
 
-    // A shot at an offset from the corner of a bird that entered from one side and moved 0 or
-    // 1 times; then the frame after the shot and after each move (-1: gone). How the frames
-    // look on the field is the soak's to check.
+    // How the frames look on the field is the soak's to check.
     void shotsAndFrames_data() {
-        for (const char* column : {"dx", "dy", "side", "moves"})
-            QTest::addColumn<int>(column);
-        QTest::addColumn<Frames>("frames");
-        const Frames wings0{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1},
+        QTest::addColumn<BirdShot>("shot");
+        const QList<int> wings0{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1},
             wings1{0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1, 1}, blast0{5, 5, 6, 6, 7, 7, 8, 8, 9, 9, -1},
             blast1{5, 6, 6, 7, 7, 8, 8, 9, 9, -1};
-        QTest::newRow("hit top left, clock 0") << 45 << 50 << -1 << 0 << blast0;
-        QTest::newRow("hit bottom right, clock 1") << 98 << 100 << 1 << 1 << blast1;
-        QTest::newRow("hit bottom left, clock 1") << 45 << 100 << -1 << 1 << blast1;
-        QTest::newRow("hit top right, clock 0") << 98 << 50 << 1 << 0 << blast0;
-        QTest::newRow("missed left") << 44 << 60 << -1 << 0 << wings0;
-        QTest::newRow("missed right") << 99 << 60 << 1 << 1 << wings1;
-        QTest::newRow("missed above") << 60 << 49 << 1 << 0 << wings0;
-        QTest::newRow("missed below") << 60 << 101 << -1 << 1 << wings1;
+        QTest::newRow("hit top left, clock 0") << BirdShot{45, 50, -1, 0, blast0};
+        QTest::newRow("hit bottom right, clock 1") << BirdShot{98, 100, 1, 1, blast1};
+        QTest::newRow("hit bottom left, clock 1") << BirdShot{45, 100, -1, 1, blast1};
+        QTest::newRow("hit top right, clock 0") << BirdShot{98, 50, 1, 0, blast0};
+        QTest::newRow("missed left") << BirdShot{44, 60, -1, 0, wings0};
+        QTest::newRow("missed right") << BirdShot{99, 60, 1, 1, wings1};
+        QTest::newRow("missed above") << BirdShot{60, 49, 1, 0, wings0};
+        QTest::newRow("missed below") << BirdShot{60, 101, -1, 1, wings1};
     }
     void shotsAndFrames() {
-        QFETCH(int, dx);
-        QFETCH(int, dy);
-        QFETCH(int, side);
-        QFETCH(int, moves);
-        QFETCH(Frames, frames);
+        QFETCH(BirdShot, shot);
+        const auto& [dx, dy, side, moves, frames] = shot;
         if (SoundEnabled == runtime::False) ToggleSound(); // as the soak may have left it
         clsBird bird;
         do {
@@ -364,29 +353,20 @@ class GameTest : public QObject {
         QCOMPARE(bird.speedY(), hits ? 5.0 : speedY); // it drops while it explodes
         for (int m = 0; m < frames.size(); ++m) {
             if (m) bird.move();
-            const int f = frames[m];
-            QCOMPARE(bird.exist(), f == -1 ? runtime::False : runtime::True);
-            if (f == -1) break;
-            QCOMPARE(bird.frame(), f);
+            QCOMPARE(bird.exist() == runtime::True ? bird.frame() : -1, frames[m]);
         }
     }
 
     // Each direction loads its own memory bitmap, even of the same explosion file; a sound
     // missing is a run-time error.
     void missingFilesAreReported() {
-        for (const QString missing : {"/Graphics/explosion4mask.bmp", "/Sounds/Bird3.wav"}) {
-            QTemporaryDir other;
-            WriteAssets(other.path());
-            QVERIFY(QFile::remove(other.path() + missing));
-            runtime::SetAppPath(other.path());
-            messages.clear();
-            if (missing.endsWith(".wav"))
-                QVERIFY_THROWS_EXCEPTION(runtime::RuntimeError, modBirds::LoadBirdAssets());
-            else
-                modBirds::LoadBirdAssets();
-            QCOMPARE(messages,
-                     QStringList(missing.endsWith(".wav") ? 0 : 2, "Failure in creating dc"));
-        }
+        QTemporaryDir other;
+        WriteAssets(other.path());
+        QVERIFY(QFile::remove(other.path() + "/Graphics/explosion4mask.bmp") &&
+                QFile::remove(other.path() + "/Sounds/Bird3.wav"));
+        runtime::SetAppPath(other.path());
+        QVERIFY_THROWS_EXCEPTION(runtime::RuntimeError, modBirds::LoadBirdAssets());
+        QCOMPARE(messages, QStringList(2, "Failure in creating dc"));
     }
 };
 
