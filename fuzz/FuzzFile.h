@@ -5,18 +5,14 @@
 #include "runtimetest.h"
 
 #include <QApplication>
-#include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <cstdio>
 #include <cstdlib>
-#include <linux/magic.h>
-#include <sys/vfs.h>
 
 namespace fuzz {
 
-inline int messages = 0;
+inline QStringList messages; // text|style
 
 // Names the broken property, so a crash report says what failed and not only where.
 inline void Require(bool holds, const char* what = "property") {
@@ -26,24 +22,20 @@ inline void Require(bool holds, const char* what = "property") {
     }
 }
 
-// A directory on a memory file system where one exists: every input is written to a file and
-// the score target saves up to ten times per input, which on a disk costs a flush each time.
+// Under the temporary directory, which scripts/fuzz.sh puts on a memory file system: every
+// input is written to a file and the score target saves up to ten times per input, which on a
+// disk costs a flush each time.
 inline QString ScratchDir() {
-    static const QString parent = [] {
-        for (const QString& dir : {QDir::tempPath(), QStringLiteral("/dev/shm")})
-            if (struct statfs fs{}; statfs(QFile::encodeName(dir).constData(), &fs) == 0 &&
-                                    fs.f_type == TMPFS_MAGIC && QFileInfo(dir).isWritable())
-                return dir;
-        return QDir::tempPath();
-    }();
-    static QTemporaryDir dir(parent + QStringLiteral("/morvel-fuzz-XXXXXX"));
+    static QTemporaryDir dir;
     static int argc = 1;
     static char arg0[] = "fuzz", *argv[] = {arg0, nullptr};
     static const bool started = [] {
         qputenv("QT_QPA_PLATFORM", "offscreen");
         new QApplication(argc, argv); // never deleted: it would outlive the readers' statics
         runtime::SetAppPath(dir.path());
-        runtime::SetMsgBoxHook([](const QString&, int) { ++messages; });
+        runtime::SetMsgBoxHook([](const QString& text, int style) {
+            messages << text + u'|' + QString::number(style);
+        });
         runtime::SetInputBoxHook([](const QString&, const QString&) { return QString(); });
         runtime::SetEndHook(
             [](int) { std::abort(); }); // ending the program on bad input is a finding

@@ -153,11 +153,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // image's memory was, so it reads into a picture of index 0 throughout: the colour that a
     // fresh Windows section shows there, and the one ours gives.
     const File file{data, size};
-    QImage theirs;
-    if (file.runLength()) {
-        theirs = QImage(picture.size(), QImage::Format_Indexed8);
-        theirs.fill(0);
-    }
+    QImage theirs(file.runLength() ? picture.size() : QSize(), QImage::Format_Indexed8);
+    theirs.fill(0);
     QBuffer bytes;
     bytes.setData(file.forQt());
     if (file.pixelsAfterHeaders() && (!file.runLength() || file.wellFormedRuns()) &&

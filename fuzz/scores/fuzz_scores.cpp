@@ -7,7 +7,39 @@
 #include "ScoreJournal.h"
 #include "frmHiScores.h"
 
-#include <algorithm>
+namespace {
+
+// The table as the file lays it out, read apart from the program's reader: eleven records of
+// a 2-byte name length, the name and 4-byte points, then the checksum, all little-endian, with
+// bytes past the end read as zeros. The checksum holds when it is the sum of the name bytes
+// and points of the first ten records.
+struct Layout {
+    ScoreTable table;
+    quint32 stored = 0, sum = 0;
+
+    explicit Layout(const QByteArray& bytes) {
+        qsizetype at = 0;
+        const auto number = [&](int width) {
+            quint32 v = 0;
+            for (int i = 0; i < width; ++i, ++at)
+                v |= quint32(at < bytes.size() ? quint8(bytes[at]) : 0) << 8 * i;
+            return v;
+        };
+        for (int i = 0; i < 11; ++i) {
+            const quint32 length = number(2);
+            table[i].Name = bytes.mid(at, length);
+            at += length;
+            table[i].Points = qint32(number(4));
+            if (i == 10) continue; // the spare slot
+            sum += quint32(table[i].Points);
+            for (const char c : table[i].Name)
+                sum += quint8(c);
+        }
+        stored = number(4);
+    }
+};
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray input =
@@ -30,26 +62,34 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         recovered = (record->saved + table.mid(record->saved.size())).left(record->tableLength);
 
     frmHiScores& form = frmHiScores::instance();
-    const int before = fuzz::messages;
+    fuzz::messages.clear();
     if (!fuzz::Accepted([&] { form.LoadScores(); })) return 0; // the caller reports it
     fuzz::Require(contents(scorefile::JournalPath(path)).isEmpty(), "journal used up");
 
-    // Either the table was consistent and stays as the rollback left it, quietly, or it starts
-    // afresh with one message at most, never shortening the file.
-    const ScoreTable loaded = form.HiScores;
+    // A table whose checksum holds, and is not 0, is taken as it is and left alone. Any other
+    // starts afresh, written over the head of the file without shortening it, and is reported
+    // when its checksum did not hold. The spare slot keeps whatever its bytes read as.
+    const Layout was(recovered);
+    const bool kept = was.stored != 0 && was.stored == was.sum;
+    ScoreTable expected = was.table;
+    if (!kept) std::fill(expected.begin(), expected.begin() + 10, ScoreEntry{"No One", 0});
     const QByteArray file = contents(path);
-    const bool fresh =
-        std::count(loaded.begin(), loaded.begin() + 10, ScoreEntry{"No One", 0}) == 10;
-    fuzz::Require((file == recovered && fuzz::messages == before) ||
-                      (fresh && fuzz::messages - before <= 1 && file.size() >= recovered.size()),
-                  "untouched, or fresh and not shortened");
+    const Layout now(file);
+    fuzz::Require(form.HiScores == expected && now.table == expected && now.stored == now.sum,
+                  "the table as loaded and as in the file");
+    fuzz::Require(kept ? file == recovered : file.size() >= recovered.size(),
+                  "untouched, or not shortened");
+    fuzz::Require(fuzz::messages == (was.stored == was.sum
+                                         ? QStringList()
+                                         : QStringList{"Invalid Scores file! Scores reset.|16"}),
+                  "reported when the checksum does not hold");
 
     // Saved and loaded again: the same bytes (a file cut inside its checksum, which reads as
     // zeros, gets the rest), the same table, and not a word.
-    const int after = fuzz::messages;
+    fuzz::messages.clear();
     form.SaveScores();
     fuzz::Require(contents(path).startsWith(file), "a save of the loaded table changes no byte");
     form.LoadScores();
-    fuzz::Require(fuzz::messages == after && form.HiScores == loaded, "read back quietly");
+    fuzz::Require(fuzz::messages.isEmpty() && form.HiScores == expected, "read back quietly");
     return 0;
 }
