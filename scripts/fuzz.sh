@@ -58,8 +58,8 @@ export ASAN_OPTIONS="$ASAN_OPTIONS:quarantine_size_mb=16"
 [ "$runs" -gt 0 ] || rm -f "$CAMPAIGN"/*.runs "$CAMPAIGN"/*.seconds
 mkdir -p "$CAMPAIGN/findings/fixed" "$CAMPAIGN/logs"
 # Inputs are written to files and the score target saves several times per input: on a memory
-# file system that costs no flushes. The targets look for one themselves; this keeps what a
-# crashed target leaves behind in one place that goes when the campaign ends.
+# file system that costs no flushes, and what a crashed target leaves behind stays in one place
+# that goes when the campaign ends.
 scratch=""
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then
   scratch="$(mktemp -d /dev/shm/morvel-fuzz.XXXXXX)"
