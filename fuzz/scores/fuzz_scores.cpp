@@ -7,6 +7,8 @@
 #include "ScoreJournal.h"
 #include "frmHiScores.h"
 
+#include <QtEndian>
+
 namespace {
 
 // The table as the file lays it out, read apart from the program's reader: eleven records of
@@ -20,10 +22,10 @@ struct Layout {
     explicit Layout(const QByteArray& bytes) {
         qsizetype at = 0;
         const auto number = [&](int width) {
-            quint32 v = 0;
+            char little[4] = {};
             for (int i = 0; i < width; ++i, ++at)
-                v |= quint32(at < bytes.size() ? quint8(bytes[at]) : 0) << 8 * i;
-            return v;
+                if (at < bytes.size()) little[i] = bytes[at];
+            return qFromLittleEndian<quint32>(little);
         };
         for (int i = 0; i < 11; ++i) {
             const quint32 length = number(2);
