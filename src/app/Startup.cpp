@@ -9,8 +9,7 @@
 namespace startup {
 
 void BeforeToolkit() {
-    // Its context clears a mixer of 256 voices, many milliseconds of page faults.
-    dx::OpenDefaultDeviceAhead();
+    dx::ConfigureDriver();
     // The window is laid out with its menu bar inside it. A desktop's global menu would take
     // the menus out, and asking the session bus whether there is one held start-up for 7 ms.
     QCoreApplication::setAttribute(Qt::AA_DontUseNativeMenuBar);

@@ -7,8 +7,6 @@
 
 #include <QPainter>
 #include <QtTest> // with all of QtCore
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace {
 
@@ -115,23 +113,6 @@ class TestGraphics : public QObject {
         QFETCH(QImage, want);
         writeFile(dir.filePath("file.bmp"), file);
         QCOMPARE(gdi::ReadBitmapFile(dir.filePath("file.bmp")), want);
-    }
-
-    // A new surface's pages are mapped before its first write, in one call, where the kernel
-    // can: a page touched first costs a fault, on some machines slower than filling it.
-    void newSurfacesAreMappedBeforeTheirFirstWrite() {
-        const std::uintptr_t page = sysconf(_SC_PAGESIZE);
-        std::vector<unsigned char> probe(2 * page);
-        if (madvise(reinterpret_cast<void*>((std::uintptr_t(probe.data()) + page) / page * page),
-                    page, MADV_POPULATE_WRITE) != 0)
-            QSKIP("this kernel cannot map pages ahead (MADV_POPULATE_WRITE)");
-        const QImage surface = gdi::NewSurface(600, 400);
-        const auto begin = std::uintptr_t(surface.constBits());
-        const std::uintptr_t first = (begin + page - 1) / page * page,
-                             last = (begin + surface.sizeInBytes()) / page * page;
-        std::vector<unsigned char> resident((last - first) / page);
-        QCOMPARE(mincore(reinterpret_cast<void*>(first), last - first, resident.data()), 0);
-        QCOMPARE(std::count(resident.begin(), resident.end(), 0), 0);
     }
 
     // Random transfers, the frame's whole copies among them, writes past the device contexts

@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QTemporaryFile>
 #include <algorithm>
-#include <future>
 
 namespace dx {
 
@@ -27,9 +26,12 @@ constexpr int LoopCheckMs = 1000;
 // from its configuration, read once when the library starts, at its first call. Unless the
 // user points it at a configuration of their own, it is handed a small one asking for short
 // periods (256 frames, 5.8 ms at 44.1 kHz) so that a shot is heard at once, until the first
-// device has opened. Set on the first thread, so that nothing reads the environment meanwhile.
+// device has opened.
 std::unique_ptr<QTemporaryFile> configuration;
-void configureDriver() {
+
+} // namespace
+
+void ConfigureDriver() {
     static bool done = false;
     if (std::exchange(done, true) || qEnvironmentVariableIsSet("ALSOFT_CONF")) return;
     configuration = std::make_unique<QTemporaryFile>(QDir::tempPath() +
@@ -39,26 +41,18 @@ void configureDriver() {
         qputenv("ALSOFT_CONF", QFile::encodeName(configuration->fileName()));
 }
 
+namespace {
+
 template <class F> F function(ALCdevice* device, const char* name) {
     return reinterpret_cast<F>(alcGetProcAddress(device, name));
 }
 
-struct Opened {
-    ALCdevice* device = nullptr;
-    ALCcontext* context = nullptr;
-};
-// On any thread. The game uses no effects: without auxiliary sends every voice is smaller.
-Opened openDefault() {
+std::shared_ptr<Device> openDefault() {
     ALCdevice* device = alcOpenDevice(deviceName ? deviceName->c_str() : nullptr);
-    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
-    return {device, device ? alcCreateContext(device, attrs) : nullptr};
-}
-std::future<Opened> ahead;
-
-std::shared_ptr<Device> makeDefault(Opened opened) {
-    ALCdevice* device = opened.device;
     if (!device) fail(DSERR_NODRIVER, QStringLiteral("No sound device is available"));
-    auto made = std::make_shared<Device>(device, opened.context);
+    // The game uses no effects: without auxiliary sends every voice is smaller.
+    const ALCint attrs[] = {ALC_MAX_AUXILIARY_SENDS, 0, 0};
+    auto made = std::make_shared<Device>(device, alcCreateContext(device, attrs));
     // A loopback device renders only when asked and has no mixer of its own to pause. The wave
     // writer of OpenAL Soft 1.19 rewrites its file's header when it stops and goes on writing
     // the sound there, over the header, when it starts again.
@@ -155,19 +149,14 @@ void Device::watchForQuiet() {
 DirectX7::DirectX7() : events_(std::make_shared<Events>()) {}
 DirectX7::~DirectX7() = default;
 
-void OpenDefaultDeviceAhead() {
-    configureDriver();
-    ahead = std::async(std::launch::async, openDefault);
-}
-
 std::shared_ptr<DirectSound> DirectX7::DirectSoundCreate(const QString& guid) {
     if (!guid.isEmpty()) fail(DSERR_NODRIVER, QStringLiteral("No sound device %1").arg(guid));
-    configureDriver();
+    ConfigureDriver();
     std::shared_ptr<Device> device;
     if (loopbackFormat)
         device = openLoopback(*loopbackFormat);
     else
-        device = makeDefault(ahead.valid() ? ahead.get() : openDefault());
+        device = openDefault();
     if (configuration) {
         qunsetenv("ALSOFT_CONF");
         configuration.reset();

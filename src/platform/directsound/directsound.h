@@ -75,9 +75,10 @@ struct DecodedWave;
 struct Device;
 struct Events;
 
-// Starts opening the default device on a thread of its own; the next DirectSoundCreate("")
-// takes what it opened. Called first thing, so that the device opens while the toolkit starts.
-void OpenDefaultDeviceAhead();
+// Points the sound library at a configuration of short mixing periods, through the environment:
+// call it before other threads start, which may read the environment meanwhile. Opening the
+// first device does it too.
+void ConfigureDriver();
 
 class DirectX7 {
   public:

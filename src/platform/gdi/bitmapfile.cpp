@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
-#include <sys/mman.h>
 #include <vector>
 
 namespace gdi {
@@ -269,15 +268,6 @@ QImage decode(const Bytes& f) {
 QImage ReadBitmapFile(const QString& fileName) {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly) || file.size() > MaxFileBytes) return {};
-    // Mapped and faulted in with one call, rather than a fault for every few pages as the
-    // decoder reaches them; read only where the file cannot be mapped.
-    if (const uchar* mapped = file.map(0, file.size())) {
-        madvise(const_cast<uchar*>(mapped), static_cast<std::size_t>(file.size()),
-                MADV_POPULATE_READ);
-        QImage image = decode(Bytes{mapped, static_cast<std::size_t>(file.size())});
-        file.unmap(const_cast<uchar*>(mapped));
-        return image;
-    }
     const QByteArray data = file.readAll();
     return decode(Bytes{reinterpret_cast<const uchar*>(data.constData()),
                         static_cast<std::size_t>(data.size())});

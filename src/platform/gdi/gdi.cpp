@@ -7,8 +7,6 @@
 #include <memory>
 #include <unordered_map>
 #include <vector>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace gdi {
 namespace {
@@ -328,16 +326,7 @@ HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)>
 }
 
 QImage NewSurface(int width, int height) {
-    QImage image(width, height, QImage::Format_RGB32);
-    if (image.isNull()) return image;
-    static const std::uintptr_t page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-    const auto begin = reinterpret_cast<std::uintptr_t>(image.bits());
-    const std::uintptr_t first = (begin + page - 1) & ~(page - 1),
-                         last = (begin + static_cast<std::uintptr_t>(image.sizeInBytes())) &
-                                ~(page - 1);
-    // A kernel without it refuses, and the pages come one fault at a time as before.
-    if (last > first) madvise(reinterpret_cast<void*>(first), last - first, MADV_POPULATE_WRITE);
-    return image;
+    return QImage(width, height, QImage::Format_RGB32);
 }
 
 QImage* SurfaceOf(HDC dc) {

@@ -48,9 +48,7 @@ HDC CreateSurfaceDC(QImage* surface, std::function<void(std::span<const QRect>)>
 // when the file is missing, unreadable or not a bitmap.
 QImage ReadBitmapFile(const QString& fileName);
 
-// A new RGB32 image, its memory mapped in one call: touched a page at a time, a large image
-// costs a fault for every 4 KiB, which on some machines takes longer than filling the page.
-// The pixels are undefined until written.
+// A new picture in the one format every surface has; its pixels are undefined until written.
 QImage NewSurface(int width, int height);
 
 // The surface a device context reads and writes; nullptr when it has none.
