@@ -24,8 +24,7 @@ static QString FrameStem(int frame, int direction) {
 
 static void WriteAssets(const QString& dir) {
     using namespace AssetNames;
-    QDir().mkpath(dir + "/Graphics");
-    QDir().mkpath(dir + "/Sounds");
+    QVERIFY(QDir(dir).mkpath("Graphics") && QDir(dir).mkpath("Sounds"));
     const auto local = [&](QString relative) { return dir + relative.replace('\\', '/'); };
     QStringList pictures{BackGround, Title, TitleMask}, sounds{GunFire, GunCock, GunEmpty};
     for (int n = 1; n <= 7; ++n) {
@@ -70,10 +69,10 @@ using namespace modGame;
 using Bar = GameWindow::Bar;
 using Bars = std::map<Bar, float>;
 using Buttons = std::map<int, int>;
-// A shot at an offset from the corner of a bird that entered from one side and moved 0 or 1
-// times; then the frame after the shot and after each move (-1: gone).
+// A shot at an offset from the corner of a bird that entered and moved 0 or 1 times; then the
+// frame after the shot and after each move (-1: gone).
 struct BirdShot {
-    int dx, dy, side, moves;
+    int dx, dy, moves;
     QList<int> frames;
 };
 
@@ -233,8 +232,7 @@ class GameTest : public QObject {
     // From start-up on: both speed limits, a full gun that hits two birds at once, then random
     // shots and commands between MORVEL_SOAK_TICKS ticks, each step held to the rules.
     void rulesHoldOverManyTicks() {
-        const int set = qEnvironmentVariableIntValue("MORVEL_SOAK_TICKS");
-        const int ticks = set > 0 ? set : 100000;
+        const int ticks = qEnvironmentVariable("MORVEL_SOAK_TICKS", "100000").toInt();
         static void (*const commands[])() = {Go,      Go,       PauseGame, ToggleSound,
                                              SpeedUp, SlowDown, StopGame};
         Tick(true);
@@ -274,9 +272,7 @@ class GameTest : public QObject {
         for (int score : {0, 150, 30000, 98000}) {
             int launched = 0;
             for (int i = 0; i < 2500; ++i) {
-                for (auto& bird : Birds)
-                    bird->Zero();
-                BirdsLeft = 0;
+                InitTitle(); // no bird in the air
                 Score = score;
                 GameTick();
                 launched += BirdsLeft;
@@ -323,24 +319,19 @@ class GameTest : public QObject {
         const QList<int> wings0{0, 0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1},
             wings1{0, 1, 1, 2, 2, 3, 3, 4, 4, 0, 0, 1, 1}, blast0{5, 5, 6, 6, 7, 7, 8, 8, 9, 9, -1},
             blast1{5, 6, 6, 7, 7, 8, 8, 9, 9, -1};
-        QTest::newRow("hit top left, clock 0") << BirdShot{45, 50, -1, 0, blast0};
-        QTest::newRow("hit bottom right, clock 1") << BirdShot{98, 100, 1, 1, blast1};
-        QTest::newRow("hit bottom left, clock 1") << BirdShot{45, 100, -1, 1, blast1};
-        QTest::newRow("hit top right, clock 0") << BirdShot{98, 50, 1, 0, blast0};
-        QTest::newRow("missed left") << BirdShot{44, 60, -1, 0, wings0};
-        QTest::newRow("missed right") << BirdShot{99, 60, 1, 1, wings1};
-        QTest::newRow("missed above") << BirdShot{60, 49, 1, 0, wings0};
-        QTest::newRow("missed below") << BirdShot{60, 101, -1, 1, wings1};
+        QTest::newRow("hit top left, clock 0") << BirdShot{45, 50, 0, blast0};
+        QTest::newRow("hit bottom right, clock 1") << BirdShot{98, 100, 1, blast1};
+        QTest::newRow("missed left") << BirdShot{44, 60, 0, wings0};
+        QTest::newRow("missed right") << BirdShot{99, 60, 1, wings1};
+        QTest::newRow("missed above") << BirdShot{60, 49, 0, wings0};
+        QTest::newRow("missed below") << BirdShot{60, 101, 1, wings1};
     }
     void shotsAndFrames() {
         QFETCH(BirdShot, shot);
-        const auto& [dx, dy, side, moves, frames] = shot;
+        const auto& [dx, dy, moves, frames] = shot;
         if (SoundEnabled == runtime::False) ToggleSound(); // as the soak may have left it
         clsBird bird;
-        do {
-            bird.Zero();
-            bird.appear();
-        } while (bird.direction() != side);
+        bird.appear();
         if (moves) bird.move();
         SilenceAll();
         const double speedY = bird.speedY();
@@ -358,13 +349,10 @@ class GameTest : public QObject {
     }
 
     // Each direction loads its own memory bitmap, even of the same explosion file; a sound
-    // missing is a run-time error.
+    // missing is a run-time error. The last case: it takes files from the other cases' set.
     void missingFilesAreReported() {
-        QTemporaryDir other;
-        WriteAssets(other.path());
-        QVERIFY(QFile::remove(other.path() + "/Graphics/explosion4mask.bmp") &&
-                QFile::remove(other.path() + "/Sounds/Bird3.wav"));
-        runtime::SetAppPath(other.path());
+        QVERIFY(QFile::remove(dir.filePath("Graphics/explosion4mask.bmp")) &&
+                QFile::remove(dir.filePath("Sounds/Bird3.wav")));
         QVERIFY_THROWS_EXCEPTION(runtime::RuntimeError, modBirds::LoadBirdAssets());
         QCOMPARE(messages, QStringList(2, "Failure in creating dc"));
     }

@@ -169,8 +169,7 @@ class TestGraphics : public QObject {
             default: // a new picture, or the same data shared
                 model[i % 3] = img[i % 3] = j % 2 ? noise(60, 40, rng.generate()) : img[j % 3];
             }
-            for (int k = 0; k < 4; ++k)
-                QVERIFY2(img[k] == model[k], qPrintable(QString("step %1").arg(step)));
+            QVERIFY2(std::equal(img, img + 4, model), qPrintable(QString("step %1").arg(step)));
         }
         for (int k = 0; k < 4; ++k)
             gdi::DeleteDC(dc[k]);
