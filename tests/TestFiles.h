@@ -1,6 +1,5 @@
 #pragma once
-// Whole files in and out, for the suites that lay down what the program reads or look at what
-// it wrote.
+// Whole files in and out: what the program is to read, or what it wrote.
 
 #include <QFile>
 #include <QTest>
