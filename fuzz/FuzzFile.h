@@ -1,6 +1,6 @@
 #pragma once
 // Shared by the targets: a headless application, the input as a file in a private directory,
-// message boxes counted instead of shown, and a failed property reported as a crash.
+// message boxes recorded instead of shown, and a failed property reported as a crash.
 
 #include "runtimetest.h"
 
@@ -22,9 +22,7 @@ inline void Require(bool holds, const char* what = "property") {
     }
 }
 
-// Under the temporary directory, which scripts/fuzz.sh puts on a memory file system: every
-// input is written to a file and the score target saves up to ten times per input, which on a
-// disk costs a flush each time.
+// In TMPDIR, which scripts/fuzz.sh puts on a memory file system (no flushes to a disk).
 inline QString ScratchDir() {
     static QTemporaryDir dir;
     static int argc = 1;

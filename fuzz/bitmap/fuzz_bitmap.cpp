@@ -82,9 +82,8 @@ struct File {
                 x = 0, ++y;
             } else if (b == 1) {
                 return true;
-            } else if (b == 2) {
-                if (at + 2 > size) return false;
-                x += data[at], y += data[at + 1], at += 2;
+            } else if (b == 2) { // a move cut short moves nowhere, and no pair follows it
+                x += le(at, 1), y += le(at + 1, 1), at += 2;
                 if (y >= rows) return false;
             } else {
                 x += b;

@@ -86,12 +86,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                          : QStringList{"Invalid Scores file! Scores reset.|16"}),
                   "reported when the checksum does not hold");
 
-    // Saved and loaded again: the same bytes (a file cut inside its checksum, which reads as
-    // zeros, gets the rest), the same table, and not a word.
+    // Saved again, quietly: the same bytes (a file cut inside its checksum, which reads as
+    // zeros, gets the rest).
     fuzz::messages.clear();
     form.SaveScores();
-    fuzz::Require(contents(path).startsWith(file), "a save of the loaded table changes no byte");
-    form.LoadScores();
-    fuzz::Require(fuzz::messages.isEmpty() && form.HiScores == expected, "read back quietly");
+    fuzz::Require(contents(path).startsWith(file) && fuzz::messages.isEmpty(),
+                  "a save of the loaded table changes no byte");
     return 0;
 }
